@@ -1,0 +1,37 @@
+# How every target of this project is compiled, and the helpers that make them.
+
+add_library(soap_flags INTERFACE)
+target_compile_options(soap_flags INTERFACE -Wall -Wextra -Wshadow -Wconversion)
+target_link_libraries(soap_flags INTERFACE Threads::Threads)
+if(SOAP_SANITIZE)
+  target_compile_options(soap_flags INTERFACE -fsanitize=${SOAP_SANITIZE} -fno-omit-frame-pointer
+                         -fno-sanitize-recover=all)
+  target_link_options(soap_flags INTERFACE -fsanitize=${SOAP_SANITIZE})
+endif()
+
+# soap_library(NAME INCLUDE dir... [DEPENDS library...] [HIDDEN]): every source of this folder, once as the
+# object library NAME_objects, from which the shared libraries are put together, and once as the static
+# library NAME, which tests link. HIDDEN keeps its symbols out of the shared library's exports.
+function(soap_library name)
+  cmake_parse_arguments(arg "HIDDEN" "" "INCLUDE;DEPENDS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  add_library(${name}_objects OBJECT ${sources})
+  add_library(${name} STATIC $<TARGET_OBJECTS:${name}_objects>)
+  set_target_properties(${name} PROPERTIES LINKER_LANGUAGE CXX)
+  foreach(target ${name}_objects ${name})
+    target_include_directories(${target} PUBLIC ${arg_INCLUDE})
+    target_link_libraries(${target} PUBLIC soap_flags ${arg_DEPENDS})
+  endforeach()
+  if(arg_HIDDEN)
+    set_target_properties(${name}_objects PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  endif()
+endfunction()
+
+# soap_test(NAME library...): every source of this folder as one GoogleTest program; each case is a ctest.
+function(soap_test name)
+  file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  add_executable(${name} ${sources})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE ${ARGN} soap_flags GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES TIMEOUT 120)
+endfunction()
