@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include <caldane/arg_list.h>
+#include <caldane/call_info.h>
+#include <caldane/carrier.h>
+#include <caldane/exceptions.h>
+#include <caldane/object.h>
+#include <caldane/string.h>
+
+// What stubs are made of. A stub is one static `Operation` and one `call`:
+//
+//     Receipt Teller::withdraw(const _Caldane_String& account, std::int32_t amount) const {
+//         static const Caldane::Operation operation("withdraw", kInterface,
+//                                                   Caldane::raises<UnknownAccount, InsufficientFunds>);
+//         return Caldane::call<Receipt>(*this, operation, Caldane::in("account", account),
+//                                       Caldane::in("amount", amount));
+//     }
+namespace Caldane {
+
+/// The user exceptions that an operation declares.
+struct Raises {
+    const DeclaredException* table = nullptr;
+    std::size_t count = 0;
+};
+
+template <class Exception>
+_Caldane_ExceptionBase* make_exception() {
+    return new Exception;
+}
+
+template <class Exception>
+void raise_exception(const _Caldane_ExceptionBase& stored) {
+    if (const auto* own = dynamic_cast<const Exception*>(&stored)) throw Exception(*own);
+}
+
+template <class Exception>
+bool matches_exception(const _Caldane_ExceptionBase& thrown) {
+    return dynamic_cast<const Exception*>(&thrown) != nullptr;
+}
+
+template <class... Exceptions>
+inline constexpr DeclaredException kDeclared[sizeof...(Exceptions) + 1] = {
+    {&make_exception<Exceptions>, &raise_exception<Exceptions>, &matches_exception<Exceptions>}...,
+    {nullptr, nullptr, nullptr}};
+
+/// The table of the exceptions named.
+template <class... Exceptions>
+inline constexpr Raises raises = {kDeclared<Exceptions...>, sizeof...(Exceptions)};
+
+/// What a stub knows about its operation; made once.
+struct Operation {
+    enum Mode { TWO_WAY, ONE_WAY };
+
+    Operation(const char* operation_name, const char* interface_id, Raises declared = {}, Mode mode = TWO_WAY)
+        : name(operation_name, -1, Caldane::Ownership(0)),
+          intf_id(interface_id, -1, Caldane::Ownership(0)),
+          exceptions(declared),
+          oneway(mode == ONE_WAY) {}
+
+    const _Caldane_String name;
+    const _Caldane_String intf_id;
+    const Raises exceptions;
+    const bool oneway;
+};
+
+/// Carries a call to its object: out parameters and result stand in `args` when it returns. Throws a declared
+/// exception as its own type, and SystemError for all else that goes wrong; a one-way call returns when the
+/// request has left. Blocks; safe for any thread.
+void invoke(const _Caldane_Object& target, const Operation& operation, _Caldane_ArgList& args);
+
+/// While it lives, the calls of its thread fail after `seconds` (0: without limit) in place of the property
+/// `call_timeout`.
+class CallTimeout {
+public:
+    explicit CallTimeout(double seconds);
+    ~CallTimeout();
+    CallTimeout(const CallTimeout&) = delete;
+    CallTimeout& operator=(const CallTimeout&) = delete;
+
+    /// What holds for the calls of this thread now.
+    static double current();
+
+private:
+    double previous;
+};
+
+/// An argument of a call: name, direction, and the caller's value.
+template <class T>
+struct Argument {
+    const char* name;
+    std::int32_t direction;
+    T* value;
+};
+
+template <class T>
+Argument<T> in(const char* name, const T& value) {
+    return {name, _Caldane_Parameter::IN, const_cast<T*>(&value)};
+}
+template <class T>
+Argument<T> out(const char* name, T& value) {
+    return {name, _Caldane_Parameter::OUT, &value};
+}
+template <class T>
+Argument<T> inout(const char* name, T& value) {
+    return {name, _Caldane_Parameter::INOUT, &value};
+}
+
+/// Makes the argument list on the stack and invokes; gives the result.
+template <class Result, class... T>
+Result call(const _Caldane_Object& target, const Operation& operation, Argument<T>... arguments) {
+    std::tuple<Carrier<T>...> carriers(Carrier<T>(*arguments.value)...);
+    return std::apply(
+        [&](Carrier<T>&... carrier) -> Result {
+            ((arguments.direction != _Caldane_Parameter::OUT ? carrier.load() : void()), ...);
+            std::array<_Caldane_Parameter, sizeof...(T) + 1> parameters{
+                _Caldane_Parameter(arguments.name, arguments.direction, carrier.reference())...,
+                _Caldane_Parameter()};
+            const auto store = [&] {
+                ((arguments.direction != _Caldane_Parameter::IN ? carrier.store() : void()), ...);
+            };
+            if constexpr (std::is_void_v<Result>) {
+                _Caldane_ArgList list(parameters.data(), sizeof...(T), parameters[sizeof...(T)]);
+                invoke(target, operation, list);
+                store();
+            } else {
+                Result result{};
+                Carrier<Result> result_carrier(result);
+                _Caldane_Parameter holder("return", _Caldane_Parameter::OUT, result_carrier.reference());
+                _Caldane_ArgList list(parameters.data(), sizeof...(T), holder);
+                invoke(target, operation, list);
+                store();
+                result_carrier.store();
+                return result;
+            }
+        },
+        carriers);
+}
+
+/// Base of the reference class (stub) of an interface: a value that refers to an object of it.
+template <class Interface>
+class Reference : public _Caldane_Object {
+public:
+    /// The same object seen through this interface; nil for nil. Whether the object has the interface shows
+    /// at the first call.
+    static Interface _narrow(const _Caldane_Object& object) {
+        Interface reference;
+        static_cast<_Caldane_Object&>(reference) = object;
+        return reference;
+    }
+
+    const Interface* operator->() const { return static_cast<const Interface*>(this); }
+};
+
+}  // namespace Caldane

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include <pelthread/memory.h>
+
+#include <caldane/any_ref.h>
+#include <caldane/boolean.h>
+#include <caldane/ior.h>
+#include <caldane/representation.h>
+#include <caldane/string.h>
+#include <caldane/tx_type.h>
+#include <caldane/type_ref.h>
+
+/// An object reference as a value: nil, or a share of an `_IOP_IOR`. Copies refer to the same object; they
+/// may be on different threads, one object is used by one thread at a time when it changes.
+class _Caldane_Object : public _Caldane_TxType {
+public:
+    PEL_HEAP_OBJECT
+    _Caldane_Object() = default;
+    /// Takes over the caller's reference to `ior`; null gives nil.
+    explicit _Caldane_Object(_IOP_IOR* ior) : ior_(ior) {}
+    _Caldane_Object(const _Caldane_Object& other);
+    _Caldane_Object& operator=(const _Caldane_Object& other);
+    ~_Caldane_Object() override;
+
+    /// Still this object's; null for nil.
+    _IOP_IOR* _ior() const { return ior_; }
+    /// Takes over the caller's reference in place of the present one.
+    void set_ior(_IOP_IOR* ior);
+    void setSecurity(_Caldane_Boolean flag) { secure = flag; }
+    _Caldane_Boolean getSecurity() const { return secure; }
+    bool _is_nil() const { return ior_ == nullptr; }
+    explicit operator bool() const { return !_is_nil(); }
+
+    /// The object's URL; empty for nil and for references that have none.
+    std::string url() const;
+
+    /// The object that a value is; null if it is none.
+    static _Caldane_Object* _down_cast(_Caldane_AnyRef value);
+    static const _Caldane_Object* _down_cast_const(_Caldane_AnyConstRef value);
+
+    /// Both nil, or both with the same type and profiles or URL.
+    friend bool operator==(const _Caldane_Object& a, const _Caldane_Object& b);
+
+    void _release() const override;
+    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
+    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
+    const _Caldane_Representation& _get_representation() const override;
+    const _Caldane_TypeRef& _get_typeref() const override;
+    void* _safe_cast(const _Caldane_Representation& representation) const override;
+    _Caldane_Boolean _convert_from(_Caldane_AnyConstRef other) override;
+    _Caldane_AnyRef _clone() const override;
+    void* _base_cast(const void* type) const override;
+
+private:
+    _IOP_IOR* ior_ = nullptr;
+    _Caldane_Boolean secure{};
+};
