@@ -27,7 +27,11 @@ public:
     /// than a block goes straight through, with the sink's result. Other failures of the sink are not looked
     /// at.
     int write(const char* data, int length) override;
-    int put(char c) override;
+    int put(char c) override {
+        if (length() == capacity && !free_one()) return 0;
+        *cursor++ = c;
+        return 1;
+    }
     /// Hands on what is held; does not flush the sink. A memory buffer is emptied and keeps its capacity.
     void flush() override;
     void close() override { flush(); }
@@ -43,7 +47,9 @@ public:
     void set_owns_sink(int flag) { owns_sink = flag != 0; }
 
 private:
-    bool make_room(int more);
+    bool grow(std::int64_t needed);
+    bool free_one();
+    void hand_on();
 
     char* buffer;
     char* cursor;
@@ -51,6 +57,7 @@ private:
     COutputStream* sink;
     std::int16_t status_code;
     bool owns_sink = false;
+    bool abandoned = false;
 };
 
 /// Reads ahead from another stream in blocks of 512 bytes.

@@ -39,6 +39,7 @@ private:
     CMessageHead* message;
     std::int16_t status_code;
     bool owns_sink = false;
+    bool abandoned = false;
 };
 
 /// Reads a body in the chunked coding. Nothing more to read: `read` gives 0, also on further calls.
@@ -49,7 +50,9 @@ public:
     PEL_HEAP_OBJECT
 
     /// `status` is 1 where one of both is null. `head` stays the caller's and must live as long.
-    CChunkedInputStream(CInputStream* from, CMessageHead* head);
+    CChunkedInputStream(CInputStream* from, CMessageHead* head) : CChunkedInputStream(from, nullptr, head) {}
+    CChunkedInputStream(CBufferedInputStream* from, CMessageHead* head)
+        : CChunkedInputStream(from, from, head) {}
     ~CChunkedInputStream() override;
 
     int get() override;
@@ -63,12 +66,15 @@ public:
     void set_owns_source(int flag) { owns_source = flag != 0; }
 
 private:
+    CChunkedInputStream(CInputStream* from, CBufferedInputStream* from_buffer, CMessageHead* head);
     bool next_chunk();
     bool read_size_line(char* line);
     void skip_line_end();
-    void end_badly();
+    bool end_badly();
+    int next_byte();
 
     CInputStream* source;
+    CBufferedInputStream* buffered;  // `source` where it is one, else null
     CMessageHead* message;
     std::int16_t status_code;
     bool owns_source = false;

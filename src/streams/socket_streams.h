@@ -71,4 +71,5 @@ private:
     std::int16_t status_code = kStreamGood;
     std::int64_t deadline = 0;  // nanoseconds of the monotonic clock, 0 none
     long long received = 0;
+    bool ended = false;
 };

@@ -45,9 +45,6 @@ public:
 
     void Clear();
 
-    /// Number of pairs.
-    int Count() const;
-
     /// An iterator on the first entry, the caller's; null when memory ends.
     CStringMapIterator* Iterate() const;
     /// The same by value.

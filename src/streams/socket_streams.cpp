@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "streams/socket_streams.h"
+
+#include <vqsys/net.h>
+
+#include <ctime>
+
+#include "secure/secure_channel.h"
+
+namespace {
+
+// The coarse clock costs no system call and is right to a few milliseconds.
+std::int64_t now_in_nanoseconds() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<std::int64_t>(now.tv_sec) * 1'000'000'000 + now.tv_nsec;
+}
+
+constexpr double kLongestDeadline = 1e9;  // seconds
+
+}  // namespace
+
+int CSocketOutputStream::write(const char* data, int length) {
+    if (has_failed || length <= 0) return 0;
+    const int count = channel != nullptr ? channel->write(data, length) : vqNetSend(socket, data, length, 0);
+    if (count < length) has_failed = true;
+    return count;
+}
+
+int CSocketInputStream::get() {
+    char c = 0;
+    return read(&c, 1) == 1 ? static_cast<unsigned char>(c) : -1;
+}
+
+int CSocketInputStream::read(char* buffer, int length) {
+    if (ended || length <= 0) return 0;
+    if (deadline != 0 && now_in_nanoseconds() >= deadline) return 0;
+    int count = channel != nullptr ? channel->read(buffer, length) : vqNetRecv(socket, buffer, length, 0);
+    if (count > 0) {
+        received += count;
+        return count;
+    }
+    ended = true;
+    return channel != nullptr ? count : 0;
+}
+
+void CSocketInputStream::set_deadline(double seconds_from_now) {
+    if (!(seconds_from_now > 0)) {
+        deadline = 0;
+        return;
+    }
+    const double seconds = seconds_from_now < kLongestDeadline ? seconds_from_now : kLongestDeadline;
+    deadline = now_in_nanoseconds() + static_cast<std::int64_t>(seconds * 1e9);
+}
