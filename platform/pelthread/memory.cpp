@@ -28,18 +28,30 @@ void* PEL_new(std::size_t size) noexcept {
     return std::malloc(size == 0 ? 1 : size);
 }
 
-void PEL_delete(void* pointer) noexcept { std::free(pointer); }
+void PEL_delete(void* pointer) noexcept {
+    std::free(pointer);
+}
 
-void* PEL_array_new(std::size_t size) noexcept { return PEL_new(size); }
+void* PEL_array_new(std::size_t size) noexcept {
+    return PEL_new(size);
+}
 
-void PEL_array_delete(void* pointer) noexcept { PEL_delete(pointer); }
+void PEL_array_delete(void* pointer) noexcept {
+    PEL_delete(pointer);
+}
 
 namespace PEL_Fault {
 
-void fail_allocation(long nth) noexcept { fault = {nth, 0, false}; }
+void fail_allocation(long nth) noexcept {
+    fault = {nth, 0, false};
+}
 
-long allocations() noexcept { return fault.count; }
+long allocations() noexcept {
+    return fault.count;
+}
 
-bool happened() noexcept { return fault.happened; }
+bool happened() noexcept {
+    return fault.happened;
+}
 
 }  // namespace PEL_Fault

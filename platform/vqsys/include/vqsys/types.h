@@ -22,7 +22,7 @@ static_assert(sizeof(vqAddress) == 16);
 /// What a host name look-up gives. The pointers lead into memory of the OS layer that stays valid for
 /// this thread until its next look-up.
 struct vqHostEntry {
-    const char* name = nullptr;          ///< canonical name
+    const char* name = nullptr;  ///< canonical name
     const char* const* aliases = nullptr;
     std::int32_t type = 2;
     std::int32_t length = 4;

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: MIT
+#include <vqsys/net.h>
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+
+#include "last_error.h"
+
+namespace {
+
+constexpr int kAddressSize = static_cast<int>(sizeof(vqAddress));
+
+sockaddr_in to_system(const vqAddress& address) {
+    sockaddr_in result{};
+    result.sin_family = address.family;
+    result.sin_port = address.port;
+    result.sin_addr.s_addr = address.address;
+    return result;
+}
+
+void from_system(const sockaddr_in& address, vqAddress* out, int* length) {
+    if (out != nullptr) {
+        *out = vqAddress{};
+        out->family = static_cast<std::uint8_t>(address.sin_family);
+        out->port = address.sin_port;
+        out->address = address.sin_addr.s_addr;
+    }
+    if (length != nullptr) *length = kAddressSize;
+}
+
+bool room_for_address(const vqAddress* address, const int* length) {
+    return address == nullptr || length == nullptr || *length >= kAddressSize;
+}
+
+bool is_non_blocking(int socket) {
+    const int flags = fcntl(socket, F_GETFL);
+    return flags != -1 && (flags & O_NONBLOCK) != 0;
+}
+
+/// On a blocking socket "try again" and "in progress" are how the system says that time is up.
+int fail_with_time(int socket, int error_number) {
+    const bool unfinished = error_number == EAGAIN || error_number == EINPROGRESS;
+    return vq_fail(unfinished && !is_non_blocking(socket) ? ETIMEDOUT : error_number);
+}
+
+int outcome(int system_result) {
+    return system_result == 0 ? VQOK : vq_fail(errno);
+}
+
+/// A connect that a signal cut short goes on by itself; this waits for its end.
+int await_connect(int socket) {
+    timeval limit{};
+    socklen_t size = sizeof limit;
+    int wait = -1;
+    if (getsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, &size) == 0 &&
+        (limit.tv_sec | limit.tv_usec) != 0) {
+        wait = static_cast<int>(std::fmin(static_cast<double>(limit.tv_sec), 1e6)) * 1000 +
+               static_cast<int>(limit.tv_usec / 1000);
+    }
+    pollfd waiting{socket, POLLOUT, 0};
+    int ready = 0;
+    do {
+        ready = poll(&waiting, 1, wait);
+    } while (ready < 0 && errno == EINTR);
+    if (ready == 0) return vq_fail(ETIMEDOUT);
+    int error = 0;
+    size = sizeof error;
+    if (ready < 0 || getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) != 0) return vq_fail(errno);
+    return error == 0 ? VQOK : vq_fail(error);
+}
+
+}  // namespace
+
+int vqNetSocket(vqSocket* out, int family, int type, int protocol) {
+    if (out == nullptr) return vq_fail(EINVAL);
+    *out = ::socket(family, type | SOCK_CLOEXEC, protocol);
+    if (*out < 0) return vq_fail(errno);
+    if (type == SOCK_STREAM && family == AF_INET) {
+        const int on = 1;
+        setsockopt(*out, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    }
+    return VQOK;
+}
+
+int vqNetConnect(vqSocket socket, const vqAddress* address, int size) {
+    if (address == nullptr || size < kAddressSize) return vq_fail(EINVAL);
+    const sockaddr_in peer = to_system(*address);
+    if (connect(socket, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0) return VQOK;
+    return errno == EINTR ? await_connect(socket) : fail_with_time(socket, errno);
+}
+
+int vqNetBind(vqSocket socket, const vqAddress* address, int size) {
+    if (address == nullptr || size < kAddressSize) return vq_fail(EINVAL);
+    const int on = 1;
+    if (setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) != 0) return vq_fail(errno);
+    const sockaddr_in own = to_system(*address);
+    return outcome(bind(socket, reinterpret_cast<const sockaddr*>(&own), sizeof own));
+}
+
+int vqNetListen(vqSocket socket, int backlog) {
+    return outcome(listen(socket, backlog > 0 ? backlog : SOMAXCONN));
+}
+
+int vqNetDeferAccept(vqSocket listener, int seconds) {
+    return outcome(setsockopt(listener, IPPROTO_TCP, TCP_DEFER_ACCEPT, &seconds, sizeof seconds));
+}
+
+int vqNetAccept(vqSocket listener, vqSocket* out, vqAddress* peer, int* length) {
+    if (out == nullptr || !room_for_address(peer, length)) return vq_fail(EINVAL);
+    sockaddr_in address{};
+    do {
+        socklen_t size = sizeof address;
+        *out = accept4(listener, reinterpret_cast<sockaddr*>(&address), &size, SOCK_CLOEXEC);
+    } while (*out < 0 && errno == EINTR);
+    if (*out < 0) {
+        *out = kVqNoSocket;
+        return vq_fail(errno);
+    }
+    from_system(address, peer, length);
+    return VQOK;
+}
+
+int vqNetGetSockName(vqSocket socket, vqAddress* address, int* length) {
+    if (address == nullptr || !room_for_address(address, length)) return vq_fail(EINVAL);
+    sockaddr_in own{};
+    socklen_t size = sizeof own;
+    if (getsockname(socket, reinterpret_cast<sockaddr*>(&own), &size) != 0) return vq_fail(errno);
+    from_system(own, address, length);
+    return VQOK;
+}
+
+int vqNetSetNonBlocking(vqSocket socket, int flag) {
+    const int flags = fcntl(socket, F_GETFL);
+    if (flags == -1) return vq_fail(errno);
+    const int wanted = flag != 0 ? flags | O_NONBLOCK : flags & ~O_NONBLOCK;
+    if (wanted == flags) return VQOK;
+    return outcome(fcntl(socket, F_SETFL, wanted));
+}
+
+int vqNetSetTimeout(vqSocket socket, double seconds) {
+    if (!(seconds >= 0)) return vq_fail(EINVAL);
+    constexpr double kLongest = 1e9;
+    const double limit = std::fmin(seconds, kLongest);
+    timeval time{};
+    time.tv_sec = static_cast<time_t>(limit);
+    time.tv_usec = static_cast<suseconds_t>((limit - std::floor(limit)) * 1e6);
+    // Less than the clock can tell is still a limit; all zero would be none.
+    if (limit > 0 && time.tv_sec == 0 && time.tv_usec == 0) time.tv_usec = 1;
+    if (setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0) return vq_fail(errno);
+    return outcome(setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time));
+}
+
+int vqNetClose(vqSocket* socket) {
+    if (socket == nullptr) return vq_fail(EINVAL);
+    const int closing = *socket;
+    *socket = kVqNoSocket;
+    // The number is free even if a signal interrupts: closing again could hit another thread's socket.
+    if (close(closing) == 0 || errno == EINTR) return VQOK;
+    return vq_fail(errno);
+}
+
+int vqNetShutdownWrite(vqSocket socket) {
+    return outcome(shutdown(socket, SHUT_WR));
+}
+
+int vqNetSend(vqSocket socket, const char* data, int length, int flags) {
+    if (length < 0) return vq_fail(EINVAL), -1;
+    for (;;) {
+        const ssize_t count = send(socket, data, static_cast<std::size_t>(length), flags | MSG_NOSIGNAL);
+        if (count >= 0) return static_cast<int>(count);
+        if (errno != EINTR) return fail_with_time(socket, errno), -1;
+    }
+}
+
+int vqNetRecv(vqSocket socket, char* buffer, int length, int flags) {
+    if (length < 0) return vq_fail(EINVAL), -1;
+    for (;;) {
+        const ssize_t count = recv(socket, buffer, static_cast<std::size_t>(length), flags);
+        if (count >= 0) return static_cast<int>(count);
+        if (errno != EINTR) return fail_with_time(socket, errno), -1;
+    }
+}
+
+vqNetState vqNetPeek(vqSocket socket) {
+    char byte = 0;
+    ssize_t count = 0;
+    do {
+        count = recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    } while (count < 0 && errno == EINTR);
+    if (count > 0) return vqNetState::readable;
+    return count < 0 && errno == EAGAIN ? vqNetState::idle : vqNetState::closed;
+}
