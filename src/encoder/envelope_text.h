@@ -22,7 +22,8 @@ void put_head(_SOAP_OutStream& out);
 
 void put_body_start(_SOAP_OutStream& out);
 
-/// The start tag `m:` `operation` `suffix`, with `m` bound to `namespace_uri` and the raw text of the property
+/// The start tag `m:` `operation` `suffix`, with `m` bound to `namespace_uri` and the raw text of the
+/// property
 /// `<operation>_ATTRIBUTE` on a line of its own.
 void put_operation_start(_SOAP_OutStream& out, const _Caldane_String& operation, const char* suffix,
                          const _Caldane_String& namespace_uri);

@@ -10,8 +10,8 @@ class _SOAP_OutStream;
 /// Lives on the stack of its user; `finish` must come after the last byte, or its last group is lost.
 class CBase64Writer {
 public:
-    /// `target` stays the caller's and must have a body open.
-    explicit CBase64Writer(_SOAP_OutStream* target) : target(target) {}
+    /// `out` stays the caller's and must have a body open.
+    explicit CBase64Writer(_SOAP_OutStream* out) : target(out) {}
 
     void put(unsigned char byte);
 
@@ -30,7 +30,9 @@ private:
 };
 
 /// The most bytes that `base64_decode` gives for a text of `length` characters.
-constexpr std::size_t base64_room(std::size_t length) { return (length + 3) / 4 * 3; }
+constexpr std::size_t base64_room(std::size_t length) {
+    return (length + 3) / 4 * 3;
+}
 
 /// Decodes `length` characters of `text` into `out`, which has `base64_room(length)` bytes, and gives the
 /// number of bytes. Characters outside the alphabet are left out, and so is a last group of fewer than four.

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <memory>
-#include <string>
+#include <string_view>
 
+#include "streams/body_stream.h"
 #include "streams/buffered_streams.h"
 #include "streams/ref_string.h"
 #include "streams/stream.h"
@@ -100,29 +102,47 @@ public:
     /// Readers of values nest at most so deep; beyond that they give 0.
     static constexpr int kMaxDepth = 512;
 
-protected:
-    /// A stream that reads nothing by itself, for the streams that read through another's parser.
-    int depth() const { return depth_; }
-    void set_depth(int depth) { depth_ = depth; }
+    /// As many elements of arrays may a message make by declaring them, beyond those that it brings.
+    static constexpr std::int64_t kMaxUnsent = 1'000'000;
 
 private:
     friend class SequenceReader;
+    friend class _SOAP_TypeInStream;
+    struct Fault;
 
+    template <class Number>
+    _Caldane_Boolean read_integer(Number& out);
     int read_payload(const char** text);
+
+    int to_body();
     int read_header();
-    void read_header_entry(_Caldane_Context& context, const CRefString& name, const CRefString& type);
     void read_encoding_style();
-    bool read_value(_Caldane_TxType& value);
+    bool read_fault_elements(Fault& fault, _Caldane_CallException& holder);
+    void read_fault_element(Fault& fault, _Caldane_CallException& holder);
+    void read_fault_detail(Fault& fault, _Caldane_CallException& holder);
+
+    int read_value(_Caldane_TxType& value);
     int demarshal_enum(_Caldane_TxType& value);
     int demarshal_struct(_Caldane_TxType& value);
-    int demarshal_array(_Caldane_TxType& value);
-    int demarshal_sequence(_Caldane_TxType& value);
+    bool read_member(_Caldane_AddressableStruct& view, _Caldane_ULong index);
+    void skip_element();
     int demarshal_union(_Caldane_TxType& value);
+    bool read_profiles(_IOP_ProfileList& profiles, bool& secure);
+    int demarshal_array(_Caldane_TxType& value);
+    int read_array_octets(_Caldane_AddressableArray& view);
+    bool read_rows(_Caldane_AddressableArray& view);
+    int demarshal_sequence(_Caldane_TxType& value);
+    int read_sequence_octets(_Caldane_AddressableSequence& view);
     int demarshal_type(_Caldane_TxType& value);
+    bool store_type(_Caldane_TypeRef& value, _Caldane_TypeRef::_ENUM_TCKind kind, std::string_view name,
+                    CXmlPullParser& source, int nesting);
+
+    bool may_make(std::int64_t elements);
+    bool may_declare(std::int64_t elements);
 
     CSecureChannel* channel = nullptr;
     std::unique_ptr<CInputStream> socket_in;
-    std::unique_ptr<CInputStream> body_reader;
+    std::unique_ptr<CBodyInputStream> body_reader;
     std::unique_ptr<CXmlPullParser> parser;
     CRefString operation_name_;
     CRefString operation_namespace_;
@@ -132,5 +152,10 @@ private:
 
     CRefString text_;
     std::unique_ptr<CBufferedOutputStream> payload_;
-    int depth_ = 0;
+    int depth_ = 0;           // of nested readers
+    unsigned types_read = 0;  // values that are types, which leave their element ahead
+
+    // Over the whole message: elements of arrays that came, and those that were made for them or for none.
+    std::int64_t elements_brought = 0;
+    std::int64_t elements_made = 0;
 };

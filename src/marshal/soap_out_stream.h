@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
+#include <string_view>
 
+#include "marshal/number_text.h"
 #include "marshal/piece_buffer.h"
 #include "streams/stream.h"
 #include "transport/broker.h"
@@ -64,6 +67,13 @@ public:
     int put_bytes(const char* bytes, std::size_t length);
     int put_string(const _Caldane_String& text);
 
+    /// True while pieces are gathered into blocks, so that nobody can see how the text was cut up.
+    bool gathers_pieces() const { return writer != nullptr && pieces.gathers(); }
+
+    /// A number between two texts, in one go; only while pieces are gathered.
+    template <class Number>
+    void put_element(std::string_view start, Number value, std::string_view end);
+
     /// The `xsi:type` attribute of a simple value, an array or a sequence; nothing for any other kind.
     void write_type_attribute(_Caldane_AnyConstRef value);
 
@@ -89,12 +99,9 @@ public:
     _Caldane_Boolean marshal_octets(const unsigned char* data, _Caldane_ULong length) override;
 
 private:
-    _Caldane_Boolean marshal_enum(const _Caldane_TxType& value);
-    _Caldane_Boolean marshal_struct(const _Caldane_TxType& value);
-    _Caldane_Boolean marshal_array(const _Caldane_TxType& value);
-    _Caldane_Boolean marshal_sequence(const _Caldane_TxType& value);
     _Caldane_Boolean marshal_union(const _Caldane_TxType& value);
-    _Caldane_Boolean marshal_exception(const _Caldane_TxType& value);
+    template <class Number>
+    void put_number(Number value);
     void put_escaped(const char* chars, std::size_t length);
 
     CSecureChannel* channel = nullptr;
@@ -104,3 +111,13 @@ private:
     std::unique_ptr<COutputStream> writer;
     PieceBuffer pieces;
 };
+
+template <class Number>
+void _SOAP_OutStream::put_element(std::string_view start, Number value, std::string_view end) {
+    char* const from = pieces.reserve(start.size() + kNumberRoom + end.size());
+    std::memcpy(from, start.data(), start.size());
+    char* to = from + start.size();
+    to += text_of(value, to);
+    std::memcpy(to, end.data(), end.size());
+    pieces.commit(static_cast<std::size_t>(to - from) + end.size());
+}

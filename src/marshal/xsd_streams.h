@@ -33,7 +33,7 @@ public:
 /// Bytes and characters as base64; the last group is written at destruction.
 class _SOAP_Base64OutStream final : public XsdOutStream {
 public:
-    explicit _SOAP_Base64OutStream(_SOAP_OutStream* target) : coder(target) {}
+    explicit _SOAP_Base64OutStream(_SOAP_OutStream* out) : coder(out) {}
     ~_SOAP_Base64OutStream() override { coder.finish(); }
 
     using XsdOutStream::marshal;
@@ -49,7 +49,7 @@ private:
 /// Bytes and characters as two upper-case hexadecimal digits each.
 class _SOAP_HexOutStream final : public XsdOutStream {
 public:
-    explicit _SOAP_HexOutStream(_SOAP_OutStream* target) : target(target) {}
+    explicit _SOAP_HexOutStream(_SOAP_OutStream* out) : target(out) {}
 
     using XsdOutStream::marshal;
     _Caldane_Boolean marshal(char value) override;
@@ -64,7 +64,7 @@ private:
 /// A string, as it is.
 class _SOAP_DecimalOutStream final : public XsdOutStream {
 public:
-    explicit _SOAP_DecimalOutStream(_SOAP_OutStream* target) : target(target) {}
+    explicit _SOAP_DecimalOutStream(_SOAP_OutStream* out) : target(out) {}
 
     using XsdOutStream::marshal;
     _Caldane_Boolean marshal_string(const char* chars, _Caldane_ULong length) override;
@@ -76,7 +76,7 @@ private:
 /// Seconds since 1970 as a UTC date and time; an empty text for a time that the calendar cannot express.
 class _SOAP_DateTimeOutStream final : public XsdOutStream {
 public:
-    explicit _SOAP_DateTimeOutStream(_SOAP_OutStream* target) : target(target) {}
+    explicit _SOAP_DateTimeOutStream(_SOAP_OutStream* out) : target(out) {}
 
     using XsdOutStream::marshal;
     _Caldane_Boolean marshal(_Caldane_Long value) override;
@@ -89,7 +89,7 @@ private:
 /// stream's, and must not be asked for anything that they do not replace.
 class XsdInStream : public _SOAP_InStream {
 public:
-    explicit XsdInStream(CXmlPullParser* outer_parser) : outer_parser(outer_parser) {}
+    explicit XsdInStream(CXmlPullParser* source) : outer_parser(source) {}
 
 protected:
     /// Steps over the start tag to the text behind it; false when there is none.
@@ -103,31 +103,31 @@ protected:
 /// A sequence of octet out of base64 text.
 class _SOAP_Base64InStream final : public XsdInStream {
 public:
-    using XsdInStream::XsdInStream;
     using _SOAP_InStream::demarshal;
+    using XsdInStream::XsdInStream;
     _Caldane_Boolean demarshal(_Caldane_TxType& value) override;
 };
 
 /// A sequence of octet out of hexadecimal text; a last digit without a partner counts for nothing.
 class _SOAP_HexInStream final : public XsdInStream {
 public:
-    using XsdInStream::XsdInStream;
     using _SOAP_InStream::demarshal;
+    using XsdInStream::XsdInStream;
     _Caldane_Boolean demarshal(_Caldane_TxType& value) override;
 };
 
 /// Seconds since 1970 out of a date and time with its zone; 0 when it cannot be scanned.
 class _SOAP_DateTimeInStream final : public XsdInStream {
 public:
-    using XsdInStream::XsdInStream;
     using _SOAP_InStream::demarshal;
+    using XsdInStream::XsdInStream;
     _Caldane_Boolean demarshal(_Caldane_Long& out) override;
 };
 
 /// A string that keeps its text exactly.
 class _SOAP_DecimalInStream final : public XsdInStream {
 public:
-    using XsdInStream::XsdInStream;
     using _SOAP_InStream::demarshal;
+    using XsdInStream::XsdInStream;
     _Caldane_Boolean demarshal(_Caldane_TxType& value) override;
 };

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+#include "encoder/envelope_text.h"
+
+#include <memory>
+#include <string>
+
+#include "encoder/soap_named_value.h"
+#include "marshal/namespaces.h"
+#include "marshal/soap_out_stream.h"
+
+namespace envelope_text {
+
+namespace {
+
+void put_attribute(_SOAP_OutStream& out, const char* name, const char* uri) {
+    out.put_char(' ');
+    out.put_text(name);
+    out.put_text("=\"");
+    out.put_text(uri);
+    out.put_char('"');
+}
+
+}  // namespace
+
+void put_namespaces(_SOAP_OutStream& out) {
+    if (out.rpc_encoding()) {
+        put_attribute(out, "SOAP-ENV:encodingStyle", NS_SOAP_ENC);
+        put_attribute(out, "xmlns:SOAP-ENC", NS_SOAP_ENC);
+    }
+    put_attribute(out, "xmlns:SOAP-ENV", NS_SOAP_ENV);
+    put_attribute(out, "xmlns:xsd", NS_XSD);
+    put_attribute(out, "xmlns:xsi", NS_XSI);
+}
+
+void put_head(_SOAP_OutStream& out) {
+    out.put_text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<SOAP-ENV:Envelope");
+    put_namespaces(out);
+    put_attribute(out, "xmlns:bsi", NS_BSI);
+    out.put_char('>');
+}
+
+bool put_header_block(_SOAP_OutStream& out, bool typed) {
+    const std::unique_ptr<_Caldane_NVList> values(SOA::get_default_context().get_values("*"));
+    if (!values || values->count() == 0) return true;
+    out.put_text("\r\n<SOAP-ENV:Header>");
+    const _Caldane_ULong count = values->count();
+    for (_Caldane_ULong i = 0; i < count; ++i) {
+        _Caldane_NamedValue* entry = nullptr;
+        values->item(i, entry);
+        if (entry == nullptr) continue;
+        _SOAP_NamedValue element(entry->name().c_str(), entry->value());
+        element.typed = typed;
+        if (element.write(out) == _Caldane_FALSE) return false;
+    }
+    out.put_text("\r\n</SOAP-ENV:Header>");
+    return true;
+}
+
+void put_body_start(_SOAP_OutStream& out) {
+    out.put_text("\r\n<SOAP-ENV:Body>");
+}
+
+void put_operation_start(_SOAP_OutStream& out, const _Caldane_String& operation, const char* suffix,
+                         const _Caldane_String& namespace_uri) {
+    out.put_text("\r\n<m:");
+    out.put_string(operation);
+    out.put_text(suffix);
+    out.put_text(" xmlns:m=\"");
+    out.put_string(namespace_uri);
+    out.put_char('"');
+    std::string property(operation.c_str(), operation.length());
+    property += "_ATTRIBUTE";
+    if (const char* attributes = SOA::getProperties().get(property)) {
+        out.put_text("\r\n  ");
+        out.put_text(attributes);
+    }
+    out.put_char('>');
+}
+
+void put_operation_end(_SOAP_OutStream& out, const _Caldane_String& operation, const char* suffix) {
+    out.put_text("\r\n</m:");
+    out.put_string(operation);
+    out.put_text(suffix);
+    out.put_char('>');
+}
+
+void put_tail(_SOAP_OutStream& out) {
+    out.put_text("\r\n</SOAP-ENV:Body>\r\n</SOAP-ENV:Envelope>\r\n\r\n");
+}
+
+}  // namespace envelope_text

@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+#include "marshal/base64.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "marshal/soap_out_stream.h"
+
+namespace {
+
+constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::uint8_t kPad = 64;
+constexpr std::uint8_t kNone = 65;
+
+constexpr std::array<std::uint8_t, 256> digit_table() {
+    std::array<std::uint8_t, 256> table{};
+    table.fill(kNone);
+    for (std::uint8_t i = 0; i < 64; ++i) table[static_cast<unsigned char>(kAlphabet[i])] = i;
+    table['='] = kPad;
+    return table;
+}
+
+constexpr std::array<std::uint8_t, 256> kDigits = digit_table();
+
+std::uint8_t digit(char c) {
+    return kDigits[static_cast<unsigned char>(c)];
+}
+
+/// The 6 bits of a digit; "=" stands for none of them.
+std::uint32_t bits(std::uint8_t digit_value) {
+    return digit_value & 63U;
+}
+
+void store_group(const std::uint8_t* group, unsigned char* out) {
+    const std::uint32_t word =
+        bits(group[0]) << 18 | bits(group[1]) << 12 | bits(group[2]) << 6 | bits(group[3]);
+    out[0] = static_cast<unsigned char>(word >> 16);
+    out[1] = static_cast<unsigned char>(word >> 8);
+    out[2] = static_cast<unsigned char>(word);
+}
+
+}  // namespace
+
+void CBase64Writer::put(unsigned char byte) {
+    switch (phase) {
+        case 0:
+            target->put_char(kAlphabet[byte >> 2]);
+            pending = (byte & 3) << 4;
+            phase = 1;
+            break;
+        case 1:
+            target->put_char(kAlphabet[(byte >> 4) | pending]);
+            pending = (byte & 15) << 2;
+            phase = 2;
+            break;
+        default:
+            target->put_char(kAlphabet[(byte >> 6) | pending]);
+            target->put_char(kAlphabet[byte & 63]);
+            phase = 0;
+    }
+}
+
+void CBase64Writer::put(const unsigned char* data, std::size_t length) {
+    std::size_t done = 0;
+    while (done < length && phase != 0) put(data[done++]);
+    if (target->gathers_pieces()) done += put_groups(data + done, length - done);
+    while (done < length) put(data[done++]);
+}
+
+/// Whole groups of three bytes, a block of text at a time; gives the number of bytes taken.
+std::size_t CBase64Writer::put_groups(const unsigned char* data, std::size_t length) {
+    constexpr std::size_t kBlockGroups = 120;
+    char block[kBlockGroups * 4];
+    const std::size_t groups = length / 3;
+    for (std::size_t done = 0; done < groups;) {
+        const std::size_t end = std::min(groups, done + kBlockGroups);
+        char* to = block;
+        for (; done < end; ++done, to += 4) {
+            const unsigned char* from = data + done * 3;
+            const std::uint32_t word = static_cast<std::uint32_t>(from[0]) << 16 |
+                                       static_cast<std::uint32_t>(from[1]) << 8 | from[2];
+            to[0] = kAlphabet[word >> 18];
+            to[1] = kAlphabet[word >> 12 & 63];
+            to[2] = kAlphabet[word >> 6 & 63];
+            to[3] = kAlphabet[word & 63];
+        }
+        target->put_bytes(block, static_cast<std::size_t>(to - block));
+    }
+    return groups * 3;
+}
+
+void CBase64Writer::finish() {
+    if (phase == 0) return;
+    target->put_char(kAlphabet[pending]);
+    target->put_char('=');
+    if (phase == 1) target->put_char('=');
+    phase = 0;
+}
+
+std::size_t base64_decode(const char* text, std::size_t length, unsigned char* out) {
+    if (out == nullptr) return 0;
+    std::uint8_t group[4];
+    std::size_t held = 0;
+    std::size_t bytes = 0;
+    std::uint8_t last = kNone;
+    std::uint8_t last_but_one = kNone;
+    for (std::size_t i = 0; i < length;) {
+        if (held == 0 && length - i >= 4) {
+            const std::uint8_t plain[4] = {digit(text[i]), digit(text[i + 1]), digit(text[i + 2]),
+                                           digit(text[i + 3])};
+            if ((plain[0] | plain[1] | plain[2] | plain[3]) < kPad) {
+                store_group(plain, out + bytes);
+                bytes += 3;
+                last = last_but_one = 0;
+                i += 4;
+                continue;
+            }
+        }
+        const std::uint8_t next = digit(text[i++]);
+        if (next == kNone) continue;
+        last_but_one = last;
+        last = next;
+        group[held++] = next;
+        if (held < 4) continue;
+        store_group(group, out + bytes);
+        bytes += 3;
+        held = 0;
+    }
+    // The padding is told by the last two characters, wherever the last whole group ended.
+    std::size_t padding = 0;
+    if (last == kPad) ++padding;
+    if (last_but_one == kPad) ++padding;
+    return bytes < padding ? 0 : bytes - padding;
+}

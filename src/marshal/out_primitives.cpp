@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+#include <cstring>
+#include <string_view>
+
+#include "marshal/base64.h"
+#include "marshal/number_text.h"
+#include "marshal/soap_out_stream.h"
+
+namespace {
+
+/// What stands for a character that XML text may not hold as it is; empty for any other.
+std::string_view escape_of(char c) {
+    switch (c) {
+        case '<':
+            return "&lt;";
+        case '>':
+            return "&gt;";
+        case '"':
+            return "&quot;";
+        case '\'':
+            return "&apos;";
+        case '&':
+            return "&amp;";
+        default:
+            return {};
+    }
+}
+
+/// The five characters that XML text gets escaped, as a table by byte.
+struct SpecialTable {
+    bool special[256] = {};
+    constexpr SpecialTable() {
+        for (const char c : {'<', '>', '"', '\'', '&'}) special[static_cast<unsigned char>(c)] = true;
+    }
+};
+constexpr SpecialTable kSpecial;
+
+/// The high bit of each byte of `word` that equals `byte`; bits above a hit may be wrong, the lowest is
+/// right.
+constexpr std::uint64_t hits(std::uint64_t word, unsigned char byte) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    const std::uint64_t rest = word ^ (kOnes * byte);
+    return (rest - kOnes) & ~rest;
+}
+
+/// Length of the run of characters at `chars` that need no escape.
+std::size_t plain_run(const char* chars, std::size_t length) {
+    constexpr std::uint64_t kHigh = 0x8080808080808080;
+    std::size_t at = 0;
+    while (length - at >= sizeof(std::uint64_t)) {
+        std::uint64_t word;
+        std::memcpy(&word, chars + at, sizeof word);
+        const std::uint64_t found =
+            hits(word, '<') | hits(word, '>') | hits(word, '"') | hits(word, '\'') | hits(word, '&');
+        if ((found & kHigh) != 0) break;
+        at += sizeof word;
+    }
+    while (at < length && !kSpecial.special[static_cast<unsigned char>(chars[at])]) ++at;
+    return at;
+}
+
+}  // namespace
+
+template <class Number>
+void _SOAP_OutStream::put_number(Number value) {
+    if (!writer) return;
+    pieces.commit(text_of(value, pieces.reserve(kNumberRoom)));
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(_Caldane_TypeRef::_ENUM_TCKind kind) {
+    return marshal(static_cast<_Caldane_ULong>(kind));
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(double value) {
+    put_number(value);
+    return _Caldane_TRUE;
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(float value) {
+    put_number(value);
+    return _Caldane_TRUE;
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(_Caldane_ULong value) {
+    put_number(value);
+    return _Caldane_TRUE;
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(_Caldane_Long value) {
+    put_number(value);
+    return _Caldane_TRUE;
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(unsigned short value) {
+    return marshal(_Caldane_ULong{value});
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(short value) {
+    return marshal(_Caldane_Long{value});
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(unsigned char value) {
+    return marshal(static_cast<short>(value));
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(_Caldane_Boolean value) {
+    put_text(value != _Caldane_FALSE ? "true" : "false");
+    return _Caldane_TRUE;
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal(char value) {
+    const auto code = static_cast<unsigned char>(value);
+    if (const std::string_view escape = escape_of(value); !escape.empty()) {
+        put_bytes(escape.data(), escape.size());
+    } else if (code >= 0x80) {
+        const char utf8[2] = {static_cast<char>(0xC0 + (code >> 6)), static_cast<char>(0x80 + (code & 0x3F))};
+        put_bytes(utf8, sizeof utf8);
+    } else {
+        put_char(value);
+    }
+    return _Caldane_TRUE;
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal_backptr(_Caldane_ULong offset) {
+    // The end of one element and the start of the next: two readers of one element each take them apart.
+    marshal(_Caldane_Long{-1});
+    put_text("</><>");
+    return marshal(offset);
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal_string(const char* chars, _Caldane_ULong length) {
+    if (!writer) return _Caldane_TRUE;
+    if (pieces.gathers()) {
+        put_escaped(chars, length);
+        return _Caldane_TRUE;
+    }
+    for (_Caldane_ULong i = 0; i < length; ++i) {
+        const std::string_view escape = escape_of(chars[i]);
+        if (escape.empty()) {
+            pieces.put(chars[i]);
+        } else {
+            pieces.write(escape.data(), escape.size());
+        }
+    }
+    return _Caldane_TRUE;
+}
+
+void _SOAP_OutStream::put_escaped(const char* chars, std::size_t length) {
+    for (;;) {
+        const std::size_t run = plain_run(chars, length);
+        if (run != 0) pieces.write(chars, run);
+        if (run == length) return;
+        const std::string_view escape = escape_of(chars[run]);
+        pieces.write(escape.data(), escape.size());
+        chars += run + 1;
+        length -= run + 1;
+    }
+}
+
+_Caldane_Boolean _SOAP_OutStream::marshal_octets(const unsigned char* data, _Caldane_ULong length) {
+    CBase64Writer coder(this);
+    coder.put(data, length);
+    coder.finish();
+    return _Caldane_TRUE;
+}
+
+void _SOAP_OutStream::write_type_attribute(_Caldane_AnyConstRef value) {
+    switch (value._get_typeref().kind()) {
+        case _Caldane_TypeRef::tk_short:
+            put_text(" xsi:type=\"xsd:short\"");
+            break;
+        case _Caldane_TypeRef::tk_long:
+            put_text(" xsi:type=\"xsd:int\"");
+            break;
+        case _Caldane_TypeRef::tk_ushort:
+            put_text(" xsi:type=\"xsd:unsignedShort\"");
+            break;
+        case _Caldane_TypeRef::tk_ulong:
+            put_text(" xsi:type=\"xsd:unsignedInt\"");
+            break;
+        case _Caldane_TypeRef::tk_float:
+            put_text(" xsi:type=\"xsd:float\"");
+            break;
+        case _Caldane_TypeRef::tk_double:
+            put_text(" xsi:type=\"xsd:double\"");
+            break;
+        case _Caldane_TypeRef::tk_boolean:
+            put_text(" xsi:type=\"xsd:boolean\"");
+            break;
+        case _Caldane_TypeRef::tk_char:
+            put_text(" xsi:type=\"xsd:string\" xsd:length=\"1\"");
+            break;
+        case _Caldane_TypeRef::tk_octet:
+            put_text(" xsi:type=\"xsd:unsignedByte\"");
+            break;
+        case _Caldane_TypeRef::tk_string:
+            put_text(" xsi:type=\"xsd:string\"");
+            break;
+        case _Caldane_TypeRef::tk_sequence:
+        case _Caldane_TypeRef::tk_array:
+            if (rpc_encoding_) put_text(" xsi:type=\"SOAP-ENC:Array\"");
+            break;
+        default:
+            break;
+    }
+}
+
+void _SOAP_OutStream::write_attributes(_Caldane_AnyConstRef value) {
+    const _Caldane_TxType* constructed = _Caldane_TxType::_down_cast_const(value);
+    if (constructed == nullptr) return;
+    const char* attributes = constructed->property("attributes");
+    if (attributes == nullptr) return;
+    put_char(' ');
+    put_text(attributes);
+}
