@@ -36,7 +36,8 @@ bool init(int& argc, char** argv);
 /// Ends what `init` started: servers first, then the transports in the order in which they came.
 void shutdown();
 
-/// A reference to the object at an http or https URL. Throws SetupError for a text that is no such URL.
+/// A reference to the object at an http or https URL; nothing is asked of the network. Throws SystemError of
+/// kind INV_OBJREF for a text that is no such URL.
 _Caldane_Object string_to_object(std::string_view url);
 
 /// The URL of an object; empty for nil.

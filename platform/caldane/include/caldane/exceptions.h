@@ -2,10 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <stdexcept>
 #include <string>
-
-#include <pelthread/memory.h>
 
 #include <caldane/addressable.h>
 #include <caldane/boolean.h>
@@ -28,8 +27,6 @@ private:
 /// it has no members, the message tells the rest.
 class _Caldane_SystemException final : public _Caldane_ExceptionBase, public _Caldane_AddressableException {
 public:
-    PEL_HEAP_OBJECT
-
     enum _ENUM_EXCEPTIONKind : std::int32_t {
         UNKNOWN = 0,       ///< the server failed, or raised what the caller does not know
         MARSHAL = 1,       ///< a value could not be written or read
@@ -42,10 +39,11 @@ public:
 
     static constexpr char kNamespace[] = "http://caldane.example/exceptions";
 
-    explicit _Caldane_SystemException(std::int32_t kind);
-    _Caldane_SystemException(_Caldane_ULong minor, _Caldane_CompletionStatus status, std::int32_t kind);
-    _Caldane_SystemException(_Caldane_ULong minor, std::int32_t status, std::int32_t kind);
-    ~_Caldane_SystemException() override;
+    explicit _Caldane_SystemException(std::int32_t kind) : kind_(kind) {}
+    _Caldane_SystemException(_Caldane_ULong minor, _Caldane_CompletionStatus status, std::int32_t kind)
+        : kind_(kind), completed_(status.value()), minor_(minor) {}
+    _Caldane_SystemException(_Caldane_ULong minor, std::int32_t status, std::int32_t kind)
+        : _Caldane_SystemException(minor, _Caldane_CompletionStatus(status), kind) {}
 
     /// The name of a kind; "UNKNOWN" for a number that has none.
     static const char* kind_name(std::int32_t kind);
@@ -55,6 +53,21 @@ public:
     std::int32_t completed() const { return completed_; }
     std::int32_t kind() const { return kind_; }
     _Caldane_ULong minor_code() const { return minor_; }
+
+    _Caldane_String repository_id() const override;
+    [[noreturn]] void _raise() const override;
+    _Caldane_String namespace_text() const override;
+    _Caldane_ULong member_count() const override { return 0; }
+    _Caldane_String member_name(_Caldane_ULong index) const override;
+    _Caldane_AnyConstRef member(_Caldane_ULong index) const override;
+
+    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
+    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
+    const _Caldane_Representation& _get_representation() const override;
+    const _Caldane_TypeRef& _get_typeref() const override;
+    void* _safe_cast(const _Caldane_Representation& wanted) const override;
+    _Caldane_AnyRef _clone() const override;
+    void _print(std::ostream& out) const override;
 
 private:
     std::int32_t kind_;

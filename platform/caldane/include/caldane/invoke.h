@@ -59,9 +59,10 @@ inline constexpr Raises raises = {kDeclared<Exceptions...>, sizeof...(Exceptions
 struct Operation {
     enum Mode { TWO_WAY, ONE_WAY };
 
+    /// Both texts are constants that outlive the operation.
     Operation(const char* operation_name, const char* interface_id, Raises declared = {}, Mode mode = TWO_WAY)
-        : name(operation_name, -1, Caldane::Ownership(0)),
-          intf_id(interface_id, -1, Caldane::Ownership(0)),
+        : name(_Caldane_String::constant(operation_name)),
+          intf_id(_Caldane_String::constant(interface_id)),
           exceptions(declared),
           oneway(mode == ONE_WAY) {}
 

@@ -132,6 +132,9 @@ public:
 
     /// Adds a copy at the end.
     virtual void append(const _IOP_Profile& profile);
+
+    /// Appends copies of all profiles to `out`.
+    void copy_to(std::vector<_IOP_Profile>& out) const;
 };
 
 /// Walks the profiles of a reference, all of them or those of one tag. The reference must outlive it.

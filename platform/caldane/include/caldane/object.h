@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <iosfwd>
 #include <string>
-
-#include <pelthread/memory.h>
 
 #include <caldane/any_ref.h>
 #include <caldane/boolean.h>
@@ -17,7 +16,6 @@
 /// may be on different threads, one object is used by one thread at a time when it changes.
 class _Caldane_Object : public _Caldane_TxType {
 public:
-    PEL_HEAP_OBJECT
     _Caldane_Object() = default;
     /// Takes over the caller's reference to `ior`; null gives nil.
     explicit _Caldane_Object(_IOP_IOR* ior) : ior_(ior) {}
@@ -44,15 +42,18 @@ public:
     /// Both nil, or both with the same type and profiles or URL.
     friend bool operator==(const _Caldane_Object& a, const _Caldane_Object& b);
 
-    void _release() const override;
+    /// By shape: the type id, the number of profiles, and of each its tag and body. Streams that have a form
+    /// of their own for references do not come here.
     _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
     _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
-    const _Caldane_Representation& _get_representation() const override;
+    const _Caldane_Representation& _get_representation() const override { return _rep; }
     const _Caldane_TypeRef& _get_typeref() const override;
-    void* _safe_cast(const _Caldane_Representation& representation) const override;
-    _Caldane_Boolean _convert_from(_Caldane_AnyConstRef other) override;
+    void* _safe_cast(const _Caldane_Representation& wanted) const override;
+    _Caldane_Boolean _convert_from(_Caldane_AnyConstRef source) override;
     _Caldane_AnyRef _clone() const override;
-    void* _base_cast(const void* type) const override;
+    void _print(std::ostream& out) const override;
+    bool _equals(const _Caldane_TxType& other) const override;
+    static const _Caldane_Representation _rep;
 
 private:
     _IOP_IOR* ior_ = nullptr;

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include <caldane/transport.h>
+
+#include "transports.h"
+
+TransportTable& TransportTable::instance() {
+    static TransportTable* const table = new TransportTable;
+    return *table;
+}
+
+_Caldane_Transport_RPC_Client::~_Caldane_Transport_RPC_Client() = default;
+
+void* _Caldane_Transport_RPC_Client::_safe_cast(const void*) {
+    return nullptr;
+}
+
+void _Caldane_Transport_RPC_Client::_add_ref() {
+    references.fetch_add(1, std::memory_order_relaxed);
+}
+
+void _Caldane_Transport_RPC_Client::_release() {
+    if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+}
+
+void _Caldane_Transport_RPC_Client::invalidate() {
+    valid_.store(false, std::memory_order_release);
+}
+
+bool _Caldane_Transport_RPC_Client::usable() {
+    return true;
+}
+
+_IOP_IOR* _Caldane_Transport_RPC_Client::object_ior(const _Caldane_Object& object) {
+    return object._ior();
+}
+
+_Caldane_Transport_RPC_Server::~_Caldane_Transport_RPC_Server() = default;
+
+void* _Caldane_Transport_RPC_Server::_safe_cast(const void*) {
+    return nullptr;
+}
+
+void _Caldane_Transport_ServerFrame::finished(_SOA_Call&) {}
+
+_Caldane_Transport_Info::~_Caldane_Transport_Info() = default;
+
+void* _Caldane_Transport_Info::_safe_cast(const void*) {
+    return nullptr;
+}
+
+_IOP_IOR* _Caldane_Transport_Info::object_ior(const _Caldane_Object& object) {
+    return object._ior();
+}
+
+_Caldane_Transport_Info::Registration::Registration(_Caldane_Transport_Info* info) : info_(info) {
+    if (info == nullptr) return;
+    TransportTable& table = TransportTable::instance();
+    const std::lock_guard lock(table.mutex);
+    table.transports.push_back(info);
+}
+
+_Caldane_Transport_Info::Registration::~Registration() {
+    {
+        TransportTable& table = TransportTable::instance();
+        const std::lock_guard lock(table.mutex);
+        std::erase(table.transports, info_);
+    }
+    delete info_;
+}

@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <mutex>
+#include <vector>
+
+class _Caldane_Transport_Info;
+
+/// The transports that are registered now, in the order of their registration.
+///
+/// The mutex is the broker's binding mutex too: it is held while a client is looked up, bound or unbound, so
+/// that a client cannot go between being found and being referenced. Nothing under it touches the network.
+struct TransportTable {
+    static TransportTable& instance();
+
+    std::mutex mutex;
+    std::vector<_Caldane_Transport_Info*> transports;
+};
