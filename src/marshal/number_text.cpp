@@ -52,16 +52,18 @@ std::int64_t integer_in(const char* text) {
     while (is_blank(*text)) ++text;
     const bool negative = *text == '-';
     if (negative || *text == '+') ++text;
-    // Downwards, since the range reaches one further there.
-    constexpr std::int64_t kLowest = std::numeric_limits<std::int64_t>::min();
-    std::int64_t value = 0;
-    for (; is_digit(*text); ++text) {
-        const int digit = *text - '0';
-        if (value < (kLowest + digit) / 10) return negative ? kLowest : -(kLowest + 1);
-        value = value * 10 - digit;
+    constexpr std::uint64_t kHighest = std::numeric_limits<std::int64_t>::max();
+    const std::uint64_t limit = negative ? kHighest + 1 : kHighest;
+    std::uint64_t value = 0;
+    // So many digits fit whatever they are.
+    constexpr int kSafeDigits = 18;
+    for (int i = 0; i < kSafeDigits && is_digit(*text); ++i, ++text)
+        value = value * 10 + static_cast<std::uint64_t>(*text - '0');
+    for (; is_digit(*text) && value < limit; ++text) {
+        const auto digit = static_cast<std::uint64_t>(*text - '0');
+        value = value > (limit - digit) / 10 ? limit : value * 10 + digit;
     }
-    if (negative) return value;
-    return value == kLowest ? -(kLowest + 1) : -value;
+    return static_cast<std::int64_t>(negative ? 0 - value : value);
 }
 
 double real_in(const char* text) {
