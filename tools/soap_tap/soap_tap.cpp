@@ -78,7 +78,7 @@ void relay(vqSocket client, vqSocket server) {
             open = send_all(d.to, bytes);
         }
     }
-    vqHandleDestroy(&handle);
+    vqHandleDestroy(handle);
 }
 
 void serve(vqSocket client, vqAddress server_address) {

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+
+// bank_server [-Dname=value]... --listen HOST:PORT: serves the bank's teller at the path /bank.
+
+#include <iostream>
+#include <string>
+#include <string_view>
+
+#include "teller_impl.h"
+
+namespace {
+
+constexpr char kUsage[] =
+    "usage: bank_server [-Dname=value]... --listen HOST:PORT\n"
+    "Serves the bank at http://HOST:PORT/bank (port 0: one that the system chooses) and prints\n"
+    "'ready URL' when it accepts calls. Ends on SIGTERM or SIGINT, after the calls that are running.\n"
+    "-help lists the properties of the transport.\n";
+
+int serve(const std::string& address) {
+    TellerImpl teller;
+    SOA::publish(teller, "bank", address + "/bank");
+    std::cout << "ready " << SOA::reference(teller).url() << std::endl;
+    SOA::run();
+    Caldane::shutdown();
+    std::cout << "notes=" << teller.notes() << std::endl;
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        if (!Caldane::init(argc, argv)) {
+            std::cout << kUsage;
+            return 0;
+        }
+        if (argc != 3 || std::string_view(argv[1]) != "--listen") {
+            std::cerr << kUsage;
+            return 64;
+        }
+        return serve(argv[2]);
+    } catch (const std::exception& error) {
+        std::cerr << "bank_server: " << error.what() << '\n';
+        return 1;
+    }
+}
