@@ -57,7 +57,7 @@ public:
     [[nodiscard]] virtual Bucket* entries() = 0;
 
 protected:
-    /// The process stops if there is no memory for the buckets. `bucket_total` is at least 1.
+    /// The process stops if there is no memory for the buckets. A `bucket_total` of 0 counts as 1.
     RUSK_HashTbl(std::uint32_t bucket_total, HashByValue hash, CompareByValue compare);
     RUSK_HashTbl(std::uint32_t bucket_total, HashByReference hash, CompareByReference compare);
 
