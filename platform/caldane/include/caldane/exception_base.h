@@ -20,12 +20,21 @@ public:
     virtual void _put_message(_Caldane_String text);
     virtual _Caldane_String message_text() const;
 
+    // An exception without members, unless its class says otherwise.
+    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
+    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
+    const _Caldane_Representation& _get_representation() const override;
+    const _Caldane_TypeRef& _get_typeref() const override;
+
 protected:
     _Caldane_ExceptionBase() = default;
     _Caldane_ExceptionBase(const _Caldane_ExceptionBase&) = default;
     _Caldane_ExceptionBase(_Caldane_ExceptionBase&&) = default;
     _Caldane_ExceptionBase& operator=(const _Caldane_ExceptionBase&) = default;
     _Caldane_ExceptionBase& operator=(_Caldane_ExceptionBase&&) = default;
+
+    /// The message without a copy; null if there is none.
+    const char* message_chars() const noexcept { return message_.c_str(); }
 
 private:
     _Caldane_String message_;

@@ -43,7 +43,8 @@ class _Caldane_StringBase : public _Caldane_AddressableString {
 public:
     _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
     _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
-    const _Caldane_TypeRef& _get_typeref() const override;
+    const _Caldane_TypeRef& _get_typeref() const override { return _static_typeref(); }
+    static const _Caldane_TypeRef& _static_typeref();
 };
 
 /// A text by value, of any bytes; may be null, which is not the same as empty.
