@@ -21,6 +21,7 @@
 #include <caldane/primitive.h>
 #include <caldane/properties.h>
 #include <caldane/representation.h>
+#include <caldane/sequence_value.h>
 #include <caldane/soa.h>
 #include <caldane/string.h>
 #include <caldane/transport.h>
