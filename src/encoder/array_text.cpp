@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "encoder/array_text.h"
 
+#include <type_traits>
+
 #include "encoder/soap_named_value.h"
 #include "encoder/type_prefix.h"
 #include "marshal/soap_out_stream.h"
@@ -85,15 +87,42 @@ void put_element_type(_SOAP_OutStream& out, const View& view) {
     out.put_text(element_type_text(level->element_type().kind()));
 }
 
+/// True when every row below `view` is as long as the first of its dimension, which `first` leads along.
+template <class View>
+bool is_rectangular(const View& view, const View* first) {
+    const View* const first_below = first_level_of(*first);
+    if (first_below == nullptr) return true;
+    for (_Caldane_ULong i = 0; i < view.length(); ++i) {
+        const View* below = View::_down_cast_const(view.element(i));
+        if (below == nullptr || below->length() != first_below->length() ||
+            !is_rectangular(*below, first_below))
+            return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 template <class View>
-void put_type(_SOAP_OutStream& out, const View& view) {
-    put_element_type(out, view);
+Layout layout_of(const _SOAP_OutStream& out, const View& view, bool typed) {
+    // The shape of a fixed array is known to its reader; that of sequences must be told or seen.
+    if (std::is_same_v<View, _Caldane_AddressableArray> || !is_nested(view)) return Layout::flat;
+    if (!typed) return Layout::nested;
+    return out.rpc_encoding() && !is_rectangular(view, &view) ? Layout::nested : Layout::flat;
+}
+
+template <class View>
+void put_type(_SOAP_OutStream& out, const View& view, Layout layout) {
+    if (layout == Layout::nested) {
+        put_attribute_start(out);
+        out.put_text("SOAP-ENC:Array");
+    } else {
+        put_element_type(out, view);
+    }
     out.put_char('[');
     out.marshal(static_cast<_Caldane_ULong>(view.length()));
     const View* level = &view;
-    while (is_nested(*level)) {
+    while (layout == Layout::flat && is_nested(*level)) {
         level = first_level_of(*level);
         if (level == nullptr) break;
         out.put_char(',');
@@ -103,8 +132,8 @@ void put_type(_SOAP_OutStream& out, const View& view) {
 }
 
 template <class View>
-void put_items(_SOAP_OutStream& out, const View& view, _Caldane_AnyConstRef value) {
-    if (!is_nested(view)) {
+void put_items(_SOAP_OutStream& out, const View& view, _Caldane_AnyConstRef value, Layout layout) {
+    if (layout == Layout::nested || !is_nested(view)) {
         value._marshal(out);
         return;
     }
@@ -118,14 +147,16 @@ void put_items(_SOAP_OutStream& out, const View& view, _Caldane_AnyConstRef valu
             for (_Caldane_ULong j = 0; j < below->length(); ++j)
                 _SOAP_NamedValue("item", below->element(j)).write(out);
         } else {
-            put_items(out, *below, element);
+            put_items(out, *below, element, layout);
         }
     }
 }
 
-template void put_type(_SOAP_OutStream&, const _Caldane_AddressableArray&);
-template void put_type(_SOAP_OutStream&, const _Caldane_AddressableSequence&);
-template void put_items(_SOAP_OutStream&, const _Caldane_AddressableArray&, _Caldane_AnyConstRef);
-template void put_items(_SOAP_OutStream&, const _Caldane_AddressableSequence&, _Caldane_AnyConstRef);
+template Layout layout_of(const _SOAP_OutStream&, const _Caldane_AddressableArray&, bool);
+template Layout layout_of(const _SOAP_OutStream&, const _Caldane_AddressableSequence&, bool);
+template void put_type(_SOAP_OutStream&, const _Caldane_AddressableArray&, Layout);
+template void put_type(_SOAP_OutStream&, const _Caldane_AddressableSequence&, Layout);
+template void put_items(_SOAP_OutStream&, const _Caldane_AddressableArray&, _Caldane_AnyConstRef, Layout);
+template void put_items(_SOAP_OutStream&, const _Caldane_AddressableSequence&, _Caldane_AnyConstRef, Layout);
 
 }  // namespace array_text

@@ -73,16 +73,17 @@ bool put_array(_SOAP_OutStream& out, _Caldane_AnyConstRef value, bool typed) {
         value._marshal(out);
         return true;
     }
+    const array_text::Layout layout = array_text::layout_of(out, view, typed);
     if (typed) {
         out.write_type_attribute(value);
-        array_text::put_type(out, view);
+        array_text::put_type(out, view, layout);
     }
     if (is_nil(value)) {
         out.put_text(kNullEnd);
         return false;
     }
     out.put_char('>');
-    array_text::put_items(out, view, value);
+    array_text::put_items(out, view, value, layout);
     return true;
 }
 

@@ -65,14 +65,17 @@ Kind kind_in(std::string_view text, std::string_view ending, const CXmlPullParse
     return _Caldane_TypeRef::tk_null;
 }
 
-/// A registered type by its name behind `prefix:`; null when there is none.
-_Caldane_IDL_BaseType* type_named(std::string_view text, const CXmlPullParser& parser) {
+/// The type that a text tells by its name behind `prefix:`; of kind null when there is none.
+_Caldane_TypeRef type_named(std::string_view text, const CXmlPullParser& parser) {
     const std::size_t colon = text.find(':');
-    if (colon == std::string_view::npos) return nullptr;
+    if (colon == std::string_view::npos) return {};
     const CRefString prefix(text.data(), 0, static_cast<int>(colon));
     const CRefString uri = parser.getNamespace(prefix);
-    return _Caldane_IDL_BaseType::search(_Caldane_String(text.substr(colon + 1)),
-                                         _Caldane_String(uri.c_str()));
+    const std::string_view name = text.substr(colon + 1);
+    // What octets are written as has no type of its own in IDL.
+    if (name == "base64" && same(uri, NS_SOAP_ENC))
+        return _Caldane_Sequence<unsigned char>::_static_typeref();
+    return _Caldane_TypeRef(_Caldane_IDL_BaseType::search(name, _Caldane_String(uri.c_str())));
 }
 
 }  // namespace
@@ -81,14 +84,15 @@ _Caldane_IDL_BaseType* type_named(std::string_view text, const CXmlPullParser& p
 /// when there is none. `source` stands before an element of that type.
 bool _SOAP_InStream::store_type(_Caldane_TypeRef& value, Kind kind, std::string_view name,
                                 CXmlPullParser& source, int nesting) {
-    const bool named = kind == _Caldane_TypeRef::tk_null;
-    _Caldane_IDL_BaseType* const type = named ? type_named(name, source) : mapping().type_for_kind(kind);
-    if (type == nullptr) return false;
-    const _Caldane_TypeRef handle(type);  // from here on an array's type is not lost
-    if (!named) {
-        _SOAP_TypeInStream parameters(*this, &source, nesting);
-        if (type->demarshal_parameters(parameters) == _Caldane_FALSE) return false;
+    if (kind == _Caldane_TypeRef::tk_null) {
+        value = type_named(name, source);
+        return value.kind() != _Caldane_TypeRef::tk_null;
     }
+    _Caldane_IDL_BaseType* const type = mapping().type_for_kind(kind);
+    if (type == nullptr) return false;
+    const _Caldane_TypeRef handle(type);  // owns an array's type from here on
+    _SOAP_TypeInStream parameters(*this, &source, nesting);
+    if (type->demarshal_parameters(parameters) == _Caldane_FALSE) return false;
     value = handle;
     return true;
 }

@@ -58,6 +58,15 @@ _Caldane_Boolean XsdOutStream::marshal_octets(const unsigned char*, _Caldane_ULo
     return kDone;
 }
 
+_Caldane_Boolean _SOAP_Base64OutStream::marshal(const _Caldane_TxType& value) {
+    // Octets that lie side by side need not come one by one.
+    const auto* octets = _Caldane_AddressableSequence::_down_cast_const(_Caldane_AnyConstRef(value));
+    if (octets == nullptr || octets->element_type().kind() != _Caldane_TypeRef::tk_octet ||
+        octets->_block() == nullptr)
+        return XsdOutStream::marshal(value);
+    return marshal_octets(static_cast<const unsigned char*>(octets->_block()), octets->length());
+}
+
 _Caldane_Boolean _SOAP_Base64OutStream::marshal(char value) {
     return marshal(static_cast<unsigned char>(value));
 }

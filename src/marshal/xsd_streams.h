@@ -37,6 +37,7 @@ public:
     ~_SOAP_Base64OutStream() override { coder.finish(); }
 
     using XsdOutStream::marshal;
+    _Caldane_Boolean marshal(const _Caldane_TxType& value) override;
     _Caldane_Boolean marshal(char value) override;
     _Caldane_Boolean marshal(unsigned char value) override;
     _Caldane_Boolean marshal_string(const char* chars, _Caldane_ULong length) override;

@@ -129,16 +129,18 @@ TEST(InPrimitives, octets_come_all_or_not_at_all) {
         _Caldane_ULong count;
         bool good;
     };
-    const Row table[] = {{"<x>QUJD</x>", 3, true},   {"<x>QUJDREVG</x>", 3, false}, {"<x>QUI=</x>", 2, true},
-                         {"<x>QUI=</x>", 3, false},  {"<x></x>", 3, false},         {"<x><y/></x>", 3, false},
+    const Row table[] = {{"<x>QUJD</x>", 3, true},     {"<x>QUJDREVG</x>", 3, false},
+                         {"<x>QUI=</x>", 2, true},     {"<x>QUI=</x>", 3, false},
+                         {"<x></x>", 3, false},        {"<x><y/></x>", 3, false},
                          {"text<x>QUJD</x>", 3, false}};
     for (const Row& row : table) {
         SoapReader reader;
         ASSERT_TRUE(reader.open_values(row.element));
         unsigned char bytes[4] = "...";
         EXPECT_EQ(reader.in.demarshal_octets(bytes, row.count) != _Caldane_FALSE, row.good) << row.element;
-        EXPECT_EQ(std::string(reinterpret_cast<char*>(bytes), row.count),
-                  row.good ? std::string("ABC").substr(0, row.count) : std::string("...").substr(0, row.count));
+        EXPECT_EQ(
+            std::string(reinterpret_cast<char*>(bytes), row.count),
+            row.good ? std::string("ABC").substr(0, row.count) : std::string("...").substr(0, row.count));
     }
 }
 

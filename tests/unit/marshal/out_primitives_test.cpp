@@ -100,8 +100,7 @@ TEST(OutPrimitives, a_chunked_body_has_a_chunk_for_each_piece) {
     writer.out.marshal_string("a<b", 3);
     writer.out.marshal(_Caldane_Long{17});
     writer.out.put_char('!');
-    EXPECT_EQ(writer.body(),
-              "3\r\n<v>\r\n1\r\na\r\n4\r\n&lt;\r\n1\r\nb\r\n2\r\n17\r\n1\r\n!\r\n0\r\n\r\n");
+    EXPECT_EQ(writer.body(), "3\r\n<v>\r\n1\r\na\r\n4\r\n&lt;\r\n1\r\nb\r\n2\r\n17\r\n1\r\n!\r\n0\r\n\r\n");
 }
 
 TEST(OutStream, a_second_open_or_close_does_nothing) {
