@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "last_error.h"
+#include "socket_lives.h"
 
 namespace {
 
@@ -162,6 +163,8 @@ int vqNetClose(vqSocket* socket) {
     if (socket == nullptr) return vq_fail(EINVAL);
     const int closing = *socket;
     *socket = kVqNoSocket;
+    if (closing < 0) return vq_fail(EBADF);
+    vq_socket_life_ends(closing);
     // The number is free even if a signal interrupts: closing again could hit another thread's socket.
     if (close(closing) == 0 || errno == EINTR) return VQOK;
     return vq_fail(errno);

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "last_error.h"
+#include "socket_lives.h"
 
 namespace {
 
@@ -63,7 +64,7 @@ int vqWaitSet::add(vqSocket socket) {
         if (!grow(static_cast<std::size_t>(socket) + 1)) return ENOMEM;
         entry = entry_for(socket);
     }
-    if (!entry->watched) {
+    if (!is_watched(socket, *entry)) {
         if (const int failure = watch(socket, *entry)) return failure;
     }
     entry->member = filling;
@@ -75,7 +76,7 @@ void vqWaitSet::remove(vqSocket socket) {
     Entry* entry = entry_for(socket);
     if (entry == nullptr) return;
     entry->member = 0;
-    // The socket may be closed next, and its number come back: a later add must ask the system.
+    // The socket may be closed next, by whatever means, and its number come back: a later add must ask.
     entry->watched = false;
 }
 
@@ -132,15 +133,22 @@ bool vqWaitSet::grow(std::size_t needed) {
     return true;
 }
 
+bool vqWaitSet::is_watched(vqSocket socket, const Entry& entry) {
+    return entry.watched && entry.life == vq_socket_lives(socket);
+}
+
 int vqWaitSet::watch(vqSocket socket, Entry& entry) {
     epoll_event event{};
     event.events = EPOLLIN | EPOLLONESHOT;
     event.data.u64 = mark_of(socket, ++entry.watch);
-    const int first = entry.registered ? EPOLL_CTL_MOD : EPOLL_CTL_ADD;
-    int result = epoll_ctl(epoll, first, socket, &event);
-    if (result != 0 && errno == ENOENT && first == EPOLL_CTL_MOD) {
-        // The system dropped the number's former socket when that was closed.
-        result = epoll_ctl(epoll, EPOLL_CTL_ADD, socket, &event);
+    // A closed socket is dropped by the system, so its number's next one is new there; but sockets are
+    // closed, or kept open by a copy, in other ways as well.
+    const std::uint32_t life = vq_socket_lives(socket);
+    const bool known = entry.registered && entry.life == life;
+    entry.life = life;
+    int result = epoll_ctl(epoll, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, socket, &event);
+    if (result != 0 && errno == (known ? ENOENT : EEXIST)) {
+        result = epoll_ctl(epoll, known ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
     }
     entry.registered = entry.watched = result == 0;
     return result == 0 ? 0 : errno;
@@ -153,7 +161,8 @@ void vqWaitSet::begin_wait() {
     for (int i = 0; i < ready_count; ++i) {
         const vqSocket socket = ready[static_cast<std::size_t>(i)];
         Entry& entry = *entry_for(socket);
-        if (entry.member == filling && !entry.watched) watch(socket, entry);
+        const bool same = entry.life == vq_socket_lives(socket);
+        if (same && entry.member == filling && !entry.watched) watch(socket, entry);
     }
     ready_count = 0;
 }

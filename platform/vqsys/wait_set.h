@@ -44,6 +44,7 @@ private:
         std::uint64_t member;  ///< the filling to which it belongs
         std::uint64_t ready;   ///< the wait that found it readable
         std::uint32_t watch;   ///< number of its watch, which every report carries
+        std::uint32_t life;    ///< of the socket that was watched last
         bool registered;       ///< epoll had it when last asked
         bool watched;          ///< the watch stands: neither reported nor given up
     };
@@ -51,6 +52,7 @@ private:
     Entry* entry_for(vqSocket socket);
     bool grow(std::size_t needed);
     int watch(vqSocket socket, Entry& entry);
+    static bool is_watched(vqSocket socket, const Entry& entry);
     bool found(const Entry& entry) const { return entry.member == filling && entry.ready == waits; }
     void begin_wait();
     std::optional<int> take(const Events& events, int count);

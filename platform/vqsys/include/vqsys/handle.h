@@ -8,8 +8,8 @@
 ///
 /// Made for a set of thousands that is emptied and filled again on each pass: emptying takes constant
 /// time, adding a socket that has stayed quiet costs no system call, and sockets that stay quiet cost
-/// nothing in `vqBlock`. A socket must be taken out with `vqHandleClearResourceMode`, or not be added
-/// again after it was reported, before it is closed; its number may then come back as another socket.
+/// nothing in `vqBlock`. Before a socket is closed otherwise than by `vqNetClose` it must be taken out
+/// with `vqHandleClearResourceMode`; its number may then come back as another socket.
 class vqWaitSet;
 using vqHandle = vqWaitSet*;
 
