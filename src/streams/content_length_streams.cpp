@@ -82,6 +82,7 @@ int CContentLengthOutputStream::put(char c) {
 }
 
 void CContentLengthOutputStream::flush() {
+    if (status_code == kStreamNoMemory) abandon();  // a body with a gap would be read as a whole one
     if (body && !abandoned) {
         if (!message->IsHeaderWritten()) send_head();
         if (char* text = body->text(); text != nullptr && !abandoned) sink->write(text, body->length());

@@ -21,7 +21,8 @@ public:
     CContentLengthOutputStream(COutputStream* next, CMessageHead* head);
     ~CContentLengthOutputStream() override;
 
-    /// `length`; 0 when memory ends, and `status` is 2 then: what waits is not what was written.
+    /// `length`; 0 when memory ends. `status` is 2 then, and unless `discard` takes the rest of the body back
+    /// nothing of it is sent.
     int write(const char* data, int length) override;
     int put(char c) override;
     /// Sends head and body; where nothing was written, nothing.
