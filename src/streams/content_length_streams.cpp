@@ -8,7 +8,7 @@
 namespace {
 
 constexpr char kContentLength[] = "Content-Length";
-constexpr std::int64_t kHugeLength = std::int64_t{1} << 60;
+constexpr std::int64_t kHugeLength = std::int64_t{1} << 40;
 
 struct DeclaredLength {
     std::int64_t value;  // beyond `kHugeLength` it is not told exactly
