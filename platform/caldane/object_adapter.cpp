@@ -86,21 +86,53 @@ _Caldane_ImplBase* ObjectAdapter::find(std::string_view key) const {
     return found != servants.end() ? found->second : nullptr;
 }
 
-void ObjectAdapter::enter(std::string_view key, _Caldane_ImplBase& servant, std::string_view address) {
+/// Makes the servant known under all keys or, if one of them is another's, under none. Gives the new ones.
+std::vector<std::string> ObjectAdapter::enter(const std::set<std::string>& keys, _Caldane_ImplBase& servant,
+                                              std::string_view address) {
     const std::unique_lock lock(mutex);
-    const auto [entry, fresh] = servants.emplace(key, &servant);
-    if (!fresh && entry->second != &servant) {
-        refuse(address, "another object is known as '" + std::string(key) + "'");
+    std::vector<std::string> fresh;
+    for (const std::string& key : keys) {
+        const auto found = servants.find(key);
+        if (found == servants.end()) {
+            fresh.push_back(key);
+        } else if (found->second != &servant) {
+            refuse(address, "another object is known as '" + key + "'");
+        }
     }
+    for (const std::string& key : fresh) servants.emplace(key, &servant);
+    return fresh;
 }
 
-/// Has all transports listen at the address.
-void ObjectAdapter::open(std::string_view key, std::string_view address, const PublishedAddress& parts,
-                         bool secure) {
+void ObjectAdapter::forget(const std::vector<std::string>& keys) {
+    const std::unique_lock lock(mutex);
+    for (const std::string& key : keys) servants.erase(key);
+}
+
+/// The servers of all transports, which are remembered from now on.
+ObjectAdapter::Servers ObjectAdapter::servers_of_transports(std::string_view address) {
+    TransportTable& table = TransportTable::instance();
+    const std::lock_guard lock(table.mutex);
+    Servers current;
+    for (_Caldane_Transport_Info* transport : table.transports) {
+        _Caldane_Transport_RPC_Server* server = transport->server();
+        if (server == nullptr) refuse(address, "memory has ended");
+        // A transport goes on giving the server that it had.
+        if (ended.contains(server)) refuse(address, "the servers of this process have ended");
+        if (std::find(servers.begin(), servers.end(), server) == servers.end()) servers.push_back(server);
+        current.push_back(server);
+    }
+    if (current.empty())
+        refuse(address, "no transport is there: Caldane::init was not called, or none is linked");
+    return current;
+}
+
+/// Has the servers listen at the address.
+void ObjectAdapter::open(const Servers& current, std::string_view key, std::string_view address,
+                         const PublishedAddress& parts, bool secure) {
     const std::string route = std::to_string(parts.port) + "/" + parts.path;
     const bool same_route = routes.contains(route) && routes[route] == key;
     const bool own_port = parts.port != 0 && open_ports.contains({parts.port, secure});
-    for (_Caldane_Transport_RPC_Server* server : servers) {
+    for (_Caldane_Transport_RPC_Server* server : current) {
         const std::int32_t code = server->add_endpoint(_Caldane_String(key), _Caldane_String(address),
                                                        static_cast<_Caldane_Boolean>(secure));
         // A port that we listen on already cannot be bound twice, but serves the new path all the same.
@@ -117,30 +149,18 @@ void ObjectAdapter::publish(_Caldane_ImplBase& servant, std::string_view key, st
                             bool secure) {
     const PublishedAddress parts = PublishedAddress::parse(address);
     const std::lock_guard setup(setup_mutex);
-    if (ended) refuse(address, "the servers of this process have ended");
-    {
-        TransportTable& table = TransportTable::instance();
-        const std::lock_guard lock(table.mutex);
-        for (_Caldane_Transport_Info* transport : table.transports) {
-            _Caldane_Transport_RPC_Server* server = transport->server();
-            if (server == nullptr) refuse(address, "memory has ended");
-            if (std::find(servers.begin(), servers.end(), server) == servers.end()) servers.push_back(server);
-        }
-    }
-    if (servers.empty())
-        refuse(address, "no transport is there: Caldane::init was not called, or none is linked");
-    enter(key, servant, address);
+    const Servers current = servers_of_transports(address);
+    // Where the port is not the listener's own, requests name the object by their path.
+    const std::vector<std::string> fresh = enter({std::string(key), parts.path}, servant, address);
     try {
-        // Where the port is not the listener's own, requests name the object by their path.
-        enter(parts.path, servant, address);
-        open(key, address, parts, secure);
+        open(current, key, address, parts, secure);
     } catch (...) {
-        withdraw(servant);
+        forget(fresh);
         throw;
     }
     servant.setSecurity(secure);
     _IOP_ProfileList profiles;
-    for (_Caldane_Transport_RPC_Server* server : servers) {
+    for (_Caldane_Transport_RPC_Server* server : current) {
         server->add_profiles(servant, _Caldane_String(parts.path), _Caldane_String(key), profiles);
     }
     _IOP_IOR* ior = _IOP_IOR::generate(_Caldane_String(servant._operations().interface_id()), profiles);
@@ -168,9 +188,9 @@ _Caldane_Object ObjectAdapter::reference(const _Caldane_ImplBase& servant) const
     return found != references.end() ? found->second : _Caldane_Object();
 }
 
-std::vector<_Caldane_Transport_RPC_Server*> ObjectAdapter::take_servers() {
+ObjectAdapter::Servers ObjectAdapter::take_servers() {
     const std::lock_guard lock(setup_mutex);
-    if (!servers.empty()) ended = true;
+    ended.insert(servers.begin(), servers.end());
     return std::exchange(servers, {});
 }
 

@@ -47,6 +47,8 @@ public:
     void end_servers();
 
 private:
+    using Servers = std::vector<_Caldane_Transport_RPC_Server*>;
+
     struct TextHash {
         using is_transparent = void;
         std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
@@ -54,17 +56,21 @@ private:
 
     ObjectAdapter() = default;
 
-    void enter(std::string_view key, _Caldane_ImplBase& servant, std::string_view address);
-    void open(std::string_view key, std::string_view address, const PublishedAddress& parts, bool secure);
-    std::vector<_Caldane_Transport_RPC_Server*> take_servers();
+    std::vector<std::string> enter(const std::set<std::string>& keys, _Caldane_ImplBase& servant,
+                                   std::string_view address);
+    void forget(const std::vector<std::string>& keys);
+    Servers servers_of_transports(std::string_view address);
+    void open(const Servers& current, std::string_view key, std::string_view address,
+              const PublishedAddress& parts, bool secure);
+    Servers take_servers();
 
     mutable std::shared_mutex mutex;
     std::unordered_map<std::string, _Caldane_ImplBase*, TextHash, std::equal_to<>> servants;
     std::map<const _Caldane_ImplBase*, _Caldane_Object> references;
 
     std::mutex setup_mutex;  // publishing, running, ending
-    std::vector<_Caldane_Transport_RPC_Server*> servers;
+    Servers servers;
     std::map<std::string, std::string> routes;  // address to key, of what listens
     std::set<std::pair<int, bool>> open_ports;  // port and security of our listeners
-    bool ended = false;
+    std::set<const _Caldane_Transport_RPC_Server*> ended;
 };

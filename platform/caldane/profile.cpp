@@ -119,9 +119,7 @@ _IOP_ProfileFactory::~_IOP_ProfileFactory() {
 }
 
 _IOP_ProfileList::_IOP_ProfileList(const _IOP_ProfileList& other) : RUSK_List<_IOP_Profile>() {
-    std::vector<_IOP_Profile> copies;
-    other.copy_to(copies);
-    for (const _IOP_Profile& profile : copies) append(profile);
+    push_back_all(other);
 }
 
 void _IOP_ProfileList::append(const _IOP_Profile& profile) {

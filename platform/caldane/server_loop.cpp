@@ -104,7 +104,7 @@ private:
 }  // namespace
 
 void ObjectAdapter::run() {
-    const std::vector<_Caldane_Transport_RPC_Server*> own = take_servers();
+    const Servers own = take_servers();
     if (own.empty())
         throw Caldane::SetupError("nothing to run: no object is published, or the servers have ended");
     const SignalHandlers handlers;

@@ -37,6 +37,10 @@ char thread_state(pid_t thread_id) {
 
 }  // namespace
 
+std::size_t WorkerPool::most_threads() {
+    return static_cast<std::size_t>(std::max(1.0, SOA::getProperties().number("dispatcher_threads", kDefaultLimit)));
+}
+
 void WorkerPool::arm_monitor(Lock&) {
     if (monitor_armed) return;
     monitor_armed = true;
@@ -91,8 +95,7 @@ std::size_t WorkerPool::tick() {
     queued_then = queued.load(std::memory_order_relaxed);
     while (missing != 0 && wake_one()) --missing;
     if (missing == 0) return 0;
-    const auto most = static_cast<std::size_t>(
-        std::max(1.0, SOA::getProperties().number("dispatcher_threads", kDefaultLimit)));
+    const std::size_t most = most_threads();
     const std::size_t now = threads.load(std::memory_order_relaxed);
     missing = std::min(missing, most > now ? most - now : 0);
     threads += missing;

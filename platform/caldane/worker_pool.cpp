@@ -69,14 +69,13 @@ void WorkerPool::push(Dispatcher::Function function, void* argument) {
         ring[(head + count) & (ring.size() - 1)] = {function, argument};
         queued.store(count + 1, std::memory_order_release);
         if (count < lingering) return;
-        if (free_hands() < processors) {
-            if (wake_one()) return;
-            missing = 1;
-            ++threads;
-        } else {
+        if (free_hands() < processors && wake_one()) return;
+        if (free_hands() >= processors || workers() >= most_threads()) {
             arm_monitor(lock);
             return;
         }
+        missing = 1;
+        ++threads;
     }
     start_threads(missing);
 }

@@ -64,6 +64,7 @@ private:
     void monitor();
     std::size_t tick();
     std::size_t hands_missing();
+    static std::size_t most_threads();
     bool workers_rest() const;
 
     const std::size_t processors;
