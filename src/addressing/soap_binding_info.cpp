@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+#include "addressing/soap_binding_info.h"
+
+#include <cassert>
+#include <optional>
+
+namespace {
+
+// Between STAGE_INIT and STAGE_SHUTDOWN. The mutex comes before the registry's own.
+_SOAP_BindingTable* table = nullptr;
+PEL_Mutex* table_mutex = nullptr;
+
+/// Holds the mutex if there is one. Profiles that applications keep beyond the shutdown come without.
+class OptionalLock {
+public:
+    OptionalLock() {
+        if (table_mutex != nullptr) held.emplace(*table_mutex);
+    }
+
+private:
+    std::optional<PEL_Lock> held;
+};
+
+}  // namespace
+
+struct _SOAP_BindingTable::Entry {
+    PEL_HEAP_OBJECT
+    _SOAP_BindingKey key;
+    _SOAP_BindingInfo* info;
+    Entry* next;
+};
+
+_SOAP_BindingTable::~_SOAP_BindingTable() {
+    while (head != nullptr) {
+        Entry* const gone = head;
+        head = gone->next;
+        delete gone;
+    }
+}
+
+_SOAP_BindingInfo** _SOAP_BindingTable::find(const _SOAP_BindingKey& key) {
+    const PEL_Lock guard(mutex);
+    for (Entry* entry = head; entry != nullptr; entry = entry->next) {
+        if (entry->key == key) return &entry->info;
+    }
+    return nullptr;
+}
+
+bool _SOAP_BindingTable::add(const _SOAP_BindingKey& key, _SOAP_BindingInfo* info) {
+    const PEL_Lock guard(mutex);
+    Entry* const entry = new Entry{key, info, head};
+    if (entry == nullptr) return false;
+    head = entry;
+    return true;
+}
+
+void _SOAP_BindingTable::remove(const _SOAP_BindingKey& key, const _SOAP_BindingInfo* info) {
+    const PEL_Lock guard(mutex);
+    for (Entry** place = &head; *place != nullptr; place = &(*place)->next) {
+        Entry* const entry = *place;
+        if (entry->info != info || !(entry->key == key)) continue;
+        *place = entry->next;
+        delete entry;
+        return;
+    }
+}
+
+int _SOAP_BindingTable::count() {
+    const PEL_Lock guard(mutex);
+    int entries = 0;
+    for (const Entry* entry = head; entry != nullptr; entry = entry->next) ++entries;
+    return entries;
+}
+
+_SOAP_BindingInfo* _SOAP_BindingInfo::lookup(const _SOAP_BindingKey& key) {
+    const OptionalLock guard;
+    _SOAP_BindingInfo** const found = table != nullptr ? table->find(key) : nullptr;
+    _SOAP_BindingInfo* const info = found != nullptr ? *found : new _SOAP_BindingInfo(key);
+    if (info == nullptr) return nullptr;
+    info->pd_ref_cnt.fetch_add(1, std::memory_order_relaxed);
+    // Where the entry cannot be had for want of memory, this record serves its one profile alone.
+    if (found == nullptr && table != nullptr) static_cast<void>(table->add(key, info));
+    return info;
+}
+
+void _SOAP_BindingInfo::release() {
+    const OptionalLock guard;
+    if (pd_ref_cnt.fetch_sub(1, std::memory_order_acq_rel) == 1) end();
+}
+
+void _SOAP_BindingInfo::end() {
+    assert(references() == 0 && "pd_ref_cnt == 0");
+    if (_Caldane_Transport_RPC_Client* const last = client()) {
+        last->invalidate();
+        last->_release();
+    }
+    if (table != nullptr) table->remove(pd_key, this);
+    delete this;
+}
+
+void _SOAP_BindingInfo::set_client(_Caldane_Transport_RPC_Client* client) {
+    _Caldane_Transport_RPC_Client* const before = pd_client.exchange(client, std::memory_order_acq_rel);
+    if (before != nullptr && before != client) before->_release();
+}
+
+void soap_binding_stage(Caldane::Stage stage) {
+    if (stage == Caldane::STAGE_INIT && table == nullptr) {
+        table = new _SOAP_BindingTable;
+        table_mutex = static_cast<PEL_Mutex*>(PEL_new(sizeof(PEL_Mutex)));
+        if (table_mutex != nullptr) new (table_mutex) PEL_Mutex;
+    }
+    if (stage == Caldane::STAGE_SHUTDOWN) {
+        delete table;
+        table = nullptr;
+        if (table_mutex != nullptr) table_mutex->~PEL_Mutex();
+        PEL_delete(table_mutex);
+        table_mutex = nullptr;
+    }
+}
+
+_SOAP_BindingTable* soap_binding_table() {
+    return table;
+}
