@@ -15,8 +15,8 @@
 
 #include "streams/stream.h"
 
-/// Gives a text in pieces of `step` bytes, out of a block of exactly the text's size, so that a sanitizer sees
-/// a reader that goes one byte too far.
+/// Gives a text in pieces of `step` bytes, out of a block of exactly the text's size, so that a sanitizer
+/// sees a reader that goes one byte too far.
 class PiecewiseInputStream final : public CInputStream {
 public:
     PEL_HEAP_OBJECT
@@ -62,7 +62,6 @@ public:
     explicit RecordingOutputStream(std::size_t room_in_bytes = std::string::npos) : room(room_in_bytes) {}
 
     int write(const char* data, int length) override {
-        if (abandoned) return 0;
         const std::size_t count = std::min(room - all.size(), static_cast<std::size_t>(length));
         writes.emplace_back(data, static_cast<std::size_t>(length));
         all.append(data, count);
@@ -78,7 +77,7 @@ public:
     std::vector<std::string> writes;  ///< what was offered
     int flushes = 0;
     int closes = 0;
-    bool abandoned = false;
+    bool abandoned = false;  ///< told so; keeps what is written all the same
 
 private:
     std::size_t room;
@@ -89,7 +88,8 @@ class MortalInputStream final : public CInputStream {
 public:
     PEL_HEAP_OBJECT
 
-    MortalInputStream(std::string_view text, bool* deleted_flag) : inner(text, 1 << 20), deleted(deleted_flag) {}
+    MortalInputStream(std::string_view text, bool* deleted_flag)
+        : inner(text, 1 << 20), deleted(deleted_flag) {}
     ~MortalInputStream() override { *deleted = true; }
     int get() override { return inner.get(); }
     int read(char* buffer, int length) override { return inner.read(buffer, length); }

@@ -152,6 +152,15 @@ TEST(BlockBuffer, SendsABlockAtThePutBehindIt) {
     EXPECT_EQ(sink.writes[0].size(), 512U);
 }
 
+TEST(BlockBuffer, HoldsAWriteOfExactlyABlock) {
+    RecordingOutputStream sink;
+    CBufferedOutputStream buffer(&sink);
+    buffer.put('x');
+    write_text(buffer, pattern(512));
+    EXPECT_EQ(sink.all, "x");
+    EXPECT_EQ(buffer.length(), 512);
+}
+
 TEST(BlockBuffer, GivesTheSinksResultForWhatGoesStraightThrough) {
     for (std::size_t room = 0; room < 40; ++room) {
         RecordingOutputStream sink(room);
