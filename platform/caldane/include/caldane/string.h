@@ -54,7 +54,8 @@ public:
 class _Caldane_String final : public _Caldane_StringBase {
 public:
     /// Null.
-    _Caldane_String() noexcept = default;
+    // Not defaulted: that would clear the room for short texts each time.
+    _Caldane_String() noexcept {}
     /// A `length` of -1 goes up to the terminator. Ownership as in `from_buffer`.
     _Caldane_String(const char* text, std::int32_t length = -1,
                     Caldane::Ownership ownership = Caldane::OWNERSHIP_COPY);
