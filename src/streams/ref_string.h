@@ -1,39 +1,34 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <utility>
 
-/// A text that handles share by counting references; equality ignores case, always.
+/// A reference-counted, immutable text: what the XML parser and the in-stream hand around by value.
 ///
-/// A handle and its copies belong to one thread. The text stands with its count in one block of memory; an
-/// empty text needs none. When memory ends the text is empty: whoever makes one from bytes that are not
-/// compares the lengths.
+/// A handle and all its copies belong to one thread: the count is plain. Equality ignores the case of ASCII
+/// letters, as XML names of this system are compared. Copying never allocates. Making a text may: when memory
+/// ends the new handle is the empty text, and only `create` tells the difference.
 class CRefString {
 public:
-    /// Empty.
-    CRefString() noexcept = default;
+    /// The empty text.
+    constexpr CRefString() noexcept = default;
 
-    /// The bytes from `begin` up to but not including `end`. A negative `begin` means 0, an `end` of 0 or less
-    /// means the text's whole length; a null text is empty.
-    CRefString(const char* text, int begin = 0, int end = 0);
+    /// The bytes of `text` from `begin` up to but not including `end`. An `end` of 0 or less means the
+    /// text's `strlen`, a negative `begin` 0; a null text or an empty range gives the empty text.
+    CRefString(const char* text, int begin = 0, int end = 0) noexcept;
 
-    /// `length` bytes, which may hold any value.
-    static CRefString of(const char* bytes, int length);
-
-    CRefString(const CRefString& other) noexcept : body(other.body) {
-        if (body != nullptr) ++body->refs;
-    }
+    CRefString(const CRefString& other) noexcept : body(other.body) { retain(); }
     CRefString(CRefString&& other) noexcept : body(std::exchange(other.body, nullptr)) {}
     ~CRefString() { release(); }
 
     CRefString& operator=(const CRefString& other) noexcept {
-        if (body != other.body) {
-            release();
-            body = other.body;
-            if (body != nullptr) ++body->refs;
-        }
+        if (body == other.body) return *this;
+        release();
+        body = other.body;
+        retain();
         return *this;
     }
     CRefString& operator=(CRefString&& other) noexcept {
@@ -41,41 +36,80 @@ public:
         return *this;
     }
 
-    /// Terminated; valid as long as a handle of the text.
-    const char* c_str() const { return body != nullptr ? body->chars() : ""; }
-    int length() const { return body != nullptr ? body->length : 0; }
-    bool empty() const { return body == nullptr; }
-    std::string_view view() const { return {c_str(), static_cast<std::size_t>(length())}; }
+    /// Puts a text of `length` bytes into `out`; false, with `out` empty, when memory ends or the length is
+    /// above 2^31 - 64.
+    [[nodiscard]] static bool create(CRefString& out, const char* text, std::size_t length) noexcept;
 
-    /// 1 if the terminated texts are equal without regard to case, else 0.
-    friend int operator==(const CRefString& a, const CRefString& b) { return a.body == b.body || same(a, b); }
+    /// The text, zero-terminated; valid as long as a handle to it lives.
+    const char* c_str() const noexcept { return body ? text_of(body) : ""; }
 
-    /// Index of the first match at `from` or later, -1 if there is none.
-    int find(char c, int from = 0) const;
-    int find(const char* text, int from = 0) const;
+    /// Bytes without the terminator.
+    int length() const noexcept { return body ? body->length : 0; }
 
-    /// The bytes from `begin` up to but not including `end`; what lies outside the text is left out.
-    CRefString substring(int begin, int end) const;
-    CRefString substring(int begin) const { return substring(begin, length()); }
+    std::string_view view() const noexcept {
+        return body ? std::string_view(text_of(body), static_cast<std::size_t>(body->length))
+                    : std::string_view();
+    }
 
-    /// At most two hexadecimal digits at the start of the text; 0 if there is none.
-    int hex_value() const;
-    /// `strtol` of the text in base 10, cut to 32 bits.
-    int decimal_value() const;
+    /// Equal up to the first zero byte, without regard to the case of ASCII letters.
+    bool operator==(const CRefString& other) const noexcept {
+        return body == other.body || equal_text(other);
+    }
+
+    /// Index of the first `c` at `from` or later, -1 if there is none.
+    int find(char c, int from) const noexcept;
+
+    /// Index of the first occurrence of `text` at `from` or later; -1 if there is none or `text` is null.
+    int find(const char* text, int from) const noexcept;
+
+    /// A new text of the bytes from `begin` up to but not including `end`, cut to what there is.
+    CRefString substring(int begin, int end) const noexcept;
+    CRefString substring(int begin) const noexcept { return substring(begin, length()); }
+
+    /// At most two hexadecimal digits at the start of the text, as `sscanf` reads them with "%2X"; 0 if there
+    /// is none.
+    int hex_value() const noexcept;
+
+    /// The decimal number at the start of the text as `strtol` reads it, held within 32 bits.
+    int decimal_value() const noexcept;
+
+    /// A number that is the same for texts that are equal; never 0. Computed once a text.
+    std::uint32_t hash() const noexcept;
+
+    /// True if both handles share one text, which makes them equal for the price of one comparison.
+    bool shares(const CRefString& other) const noexcept { return body == other.body; }
 
 private:
+    friend class CRefStringBuffer;
+
+    /// What stands in front of the text, in the same block. A count of `kImmortal` or less marks a constant,
+    /// whose count is never touched, so that threads can share it.
     struct Body {
         std::int32_t length;
         std::int32_t refs;
-
-        char* chars() { return reinterpret_cast<char*>(this + 1); }
+        std::uint32_t hash;      ///< 0 until it was asked for
+        std::uint32_t capacity;  ///< bytes for text and terminator
     };
+    static constexpr std::int32_t kImmortal = -1;
 
-    static bool same(const CRefString& a, const CRefString& b);
-    void release() noexcept {
-        if (body != nullptr && --body->refs == 0) free_body(body);
+    static const char* text_of(const Body* body) noexcept { return reinterpret_cast<const char*>(body + 1); }
+    static char* text_of(Body* body) noexcept { return reinterpret_cast<char*>(body + 1); }
+
+    /// A body for `capacity` bytes, terminator included; null when memory ends.
+    static Body* allocate(std::size_t capacity) noexcept;
+    static void dispose(Body* body) noexcept;
+
+    void retain() noexcept {
+        if (body) ++body->refs;
     }
-    static void free_body(Body* dead) noexcept;
+    void release() noexcept {
+        if (body && --body->refs == 0) dispose(body);
+    }
+    bool equal_text(const CRefString& other) const noexcept;
 
-    Body* body = nullptr;
+    Body* body = nullptr;  ///< null is the empty text
 };
+
+/// A number for `length` bytes that ignores the case of ASCII letters; seeded anew in each process, so that
+/// nobody can prepare texts that share it. Never 0.
+std::uint32_t folded_hash(const char* text, std::size_t length) noexcept;

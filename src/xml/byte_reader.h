@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <pelthread/memory.h>
+
+class CInputStream;
+
+/// Codes of the encodings that are decoded; any other name leaves a byte a character.
+enum XmlEncoding : int {
+    XML_SINGLE_BYTE = 900,
+    XML_UTF_8 = 902,
+    XML_UTF_16LE = 904,
+    XML_UTF_16BE = 905,
+};
+
+/// Fetches blocks of a body for the parser and decodes single characters.
+///
+/// The stream is borrowed. Nothing throws; `status` tells whether construction succeeded.
+class CXmlByteReader {
+public:
+    PEL_HEAP_OBJECT
+
+    static constexpr int kBlockSize = 512;
+
+    /// A `block_size` below 1 means 512. The name of the encoding is compared without regard to case.
+    CXmlByteReader(CInputStream* input, const char* encoding_name, int block_size);
+    ~CXmlByteReader();
+    CXmlByteReader(const CXmlByteReader&) = delete;
+    CXmlByteReader& operator=(const CXmlByteReader&) = delete;
+
+    /// Up to `wanted` bytes, at most one block of the stream; -1 or 0 when no more come.
+    int readBlock(char* destination, int wanted);
+
+    /// One byte as 0 to 255, or -1.
+    int readByte();
+
+    /// The next character of `buffer`, moving `position`; the rest of one that is cut off at `count` comes
+    /// from the stream. -1 for a malformed sequence or when that read fails.
+    int decodeChar(const char* buffer, int& position, int count);
+
+    /// 0, -101 for a null stream, -102 when the block could not be allocated.
+    int status() const { return status_; }
+    int encoding() const { return code; }
+
+private:
+    bool refill();
+    int decode_utf8(const char* buffer, int& position, int count);
+    int decode_utf16(const char* buffer, int& position, int count);
+
+    char* block = nullptr;
+    char* blockEnd = nullptr;
+    char* cursor = nullptr;
+    int capacity;
+    CInputStream* stream;
+    int status_ = 0;
+    int code = XML_SINGLE_BYTE;
+};

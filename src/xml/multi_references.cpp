@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+#include "xml/multi_references.h"
+
+#include <algorithm>
+
+#include "xml/byte_reader.h"
+
+namespace {
+
+constexpr std::string_view kIdMarker = "id=\"";
+
+std::string lower_case(const CRefString& text) {
+    std::string lower(text.c_str());
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
+    }
+    return lower;
+}
+
+}  // namespace
+
+bool MultiReferences::load(const Input& rest, CXmlByteReader& reader) {
+    if (storage.status() != 0) return false;
+    const int held = rest.count - rest.position;
+    if (held > 0 && storage.write(rest.text + rest.position, held) != held) return false;
+    char block[CXmlByteReader::kBlockSize];
+    for (;;) {
+        const int count = reader.readBlock(block, sizeof block);
+        if (count <= 0) break;
+        if (storage.write(block, count) != count) return false;
+    }
+    document_ = storage.text();
+    size = storage.length();
+    return document_ != nullptr;
+}
+
+void MultiReferences::note(const CRefString& id, const CRefString& name, const char* at) {
+    if (at < document_ || at > document_ + size) return;
+    Element element;
+    element.name = name.c_str();
+    element.begin = element.cut = element.resume = static_cast<int>(at - document_);
+    elements.try_emplace(lower_case(id), std::move(element));
+}
+
+MultiReferences::Element* MultiReferences::find(const CRefString& id) {
+    const auto found = elements.find(lower_case(id));
+    if (found == elements.end()) return nullptr;
+    find_end(found->second);
+    return found->second.end >= 0 ? &found->second : nullptr;
+}
+
+/// The end is looked for once, when somebody refers to the element: its end tag, or `/>` before any markup.
+void MultiReferences::find_end(Element& element) {
+    if (element.end != -1) return;
+    const std::string_view text(document_, static_cast<std::size_t>(size));
+    const auto from = static_cast<std::size_t>(element.resume);
+    const std::size_t closing = text.find("</" + element.name + ">", from);
+    if (closing != std::string_view::npos) {
+        element.end = static_cast<int>(closing);
+        return;
+    }
+    const std::size_t markup = text.find('<', from);
+    const std::size_t empty = text.find("/>", from);
+    const bool is_empty = empty != std::string_view::npos && markup != std::string_view::npos && empty < markup;
+    element.end = is_empty ? static_cast<int>(empty) : -2;
+}
+
+void MultiReferences::index_ids() {
+    indexed = true;
+    const std::string_view text(document_, static_cast<std::size_t>(size));
+    for (std::size_t at = text.find(kIdMarker); at != std::string_view::npos; at = text.find(kIdMarker, at + 1)) {
+        const std::size_t value = at + kIdMarker.size();
+        const std::size_t quote = text.find('"', value);
+        if (quote == std::string_view::npos) break;
+        ahead.emplace_back(text.substr(value, quote - value), static_cast<int>(at));
+    }
+    std::sort(ahead.begin(), ahead.end());
+}
+
+/// Where the document stands that was interrupted by the references now being read.
+int MultiReferences::document_position(const Input& current) const {
+    const Input& outermost = frames.empty() ? current : frames.front().input;
+    return static_cast<int>(outermost.text - document_) + outermost.position;
+}
+
+/// An element with this id that stands at `from` or later; what stands before was noted when it was read.
+MultiReferences::Element* MultiReferences::find_ahead(const CRefString& id, int from) {
+    if (!indexed) index_ids();
+    const auto found = std::lower_bound(ahead.begin(), ahead.end(), std::pair(id.view(), from));
+    if (found == ahead.end() || found->first != id.view()) return nullptr;
+    Element element;
+    if (!read_tag(element, found->second)) return nullptr;
+    find_end(element);
+    if (element.end < 0) return nullptr;
+    return &(elements[lower_case(id)] = std::move(element));
+}
+
+/// The tag around the id attribute at `id_begin`: its name, and the pieces of text beside the attribute.
+bool MultiReferences::read_tag(Element& element, int id_begin) {
+    const std::string_view text(document_, static_cast<std::size_t>(size));
+    const std::size_t open = text.rfind('<', static_cast<std::size_t>(id_begin));
+    if (open == std::string_view::npos) return false;
+    const std::size_t space = text.find(' ', open);
+    if (space == std::string_view::npos || space > static_cast<std::size_t>(id_begin)) return false;
+    const std::size_t value = static_cast<std::size_t>(id_begin) + kIdMarker.size();
+    element.name = text.substr(open + 1, space - open - 1);
+    element.begin = static_cast<int>(space);
+    element.cut = id_begin;
+    element.resume = static_cast<int>(text.find('"', value)) + 1;
+    return true;
+}
+
+MultiReferences::Input MultiReferences::follow(const CRefString& id, const CRefString& name, const Input& current) {
+    const Element* element = find(id);
+    if (element == nullptr) element = find_ahead(id, document_position(current));
+    if (element == nullptr || nesting >= kMaxNesting) return {};
+    brought_in += (element->cut - element->begin) + (element->end - element->resume);
+    if (brought_in > std::max(kMaxBroughtIn, kMaxFactor * size)) return {};
+    ++nesting;
+    frames.push_back({current, {}, false});
+    const std::string marker = "</" + std::string(name.c_str()) + ">";
+    CRefString owner(marker.c_str());
+    if (owner.length() == 0) return {};
+    frames.push_back({{owner.c_str(), 0, owner.length()}, owner, true});
+    frames.push_back({{document_, element->resume, element->end}, {}, false});
+    return {document_, element->begin, element->cut};
+}
+
+MultiReferences::Input MultiReferences::next_input() {
+    if (frames.empty()) return {};
+    const Frame& next = frames.back();
+    const Input input = next.input;
+    if (next.ends_reference) {
+        --nesting;
+        last_owner = next.owner;
+    }
+    frames.pop_back();
+    return input;
+}

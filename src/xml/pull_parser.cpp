@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+#include "xml/pull_parser.h"
+
+#include "streams/stream.h"
+
+namespace {
+
+constexpr int kFirstText = 256;
+constexpr int kFirstElements = 10;
+constexpr int kFirstAttributes = 6;
+constexpr char kNoMemory[] = "Memory allocation error";
+
+}  // namespace
+
+CXmlPullParser::CXmlPullParser(CInputStream* stream) { setInput(stream); }
+
+CXmlPullParser::~CXmlPullParser() { close(); }
+
+void CXmlPullParser::setInput(CInputStream* stream) {
+    alive = true;
+    if (stream == nullptr) raise(-101, "No Underlying Input Stream");
+    textBuffer = static_cast<char*>(PEL_array_new(kFirstText));
+    srcBuf = static_cast<char*>(PEL_array_new(CXmlByteReader::kBlockSize));
+    reserve(textBuffer != nullptr && srcBuf != nullptr);
+    textCapacity = kFirstText;
+    srcCapacity = CXmlByteReader::kBlockSize;
+    src = srcBuf;
+    reserve(elementStack.reserve(kFirstElements, kFirstElements));
+    reserve(attributes.reserve(kFirstAttributes, kFirstAttributes));
+    detectEncoding(stream);
+    if (encoding.view() == "Unsupported") raise(-105, "Unsupported Encoding");
+    reader.reset(new CXmlByteReader(stream, encoding.c_str(), CXmlByteReader::kBlockSize));
+    if (reader == nullptr) raise(-102, "Memory Allocation Error");
+    errorCode = reader->status();
+    if (errorCode == -101) raise(-101, "No Underlying source");
+    if (errorCode == -102) raise(-102, "Memory Allocation Error");
+    encodingCode = reader->encoding();
+}
+
+void CXmlPullParser::reserve(bool done, const char* message) {
+    if (!done) raise(-102, message);
+}
+
+CRefString CXmlPullParser::make_text(const char* bytes, int length) {
+    CRefString made;
+    if (!CRefString::create(made, bytes, static_cast<std::size_t>(length))) raise(-102, kNoMemory);
+    return made;
+}
+
+void CXmlPullParser::raise(int code, const char* message) {
+    errorCode = code;
+    close();
+    throw CXmlPullParserException(message, getLineNumber(), getColumnNumber());
+}
+
+void CXmlPullParser::close() noexcept {
+    if (!alive) return;
+    alive = false;
+    reader.reset();
+    PEL_array_delete(srcBuf);
+    PEL_array_delete(textBuffer);
+    srcBuf = textBuffer = nullptr;
+    elementStack.clear();
+    attributes.clear();
+    attributeCount = -1;
+    references.reset();
+    scopes.clear();
+    entities.clear();
+}
+
+void CXmlPullParser::defineEntityReplacementText(const CRefString& key, const CRefString& value) {
+    reserve(entities.reserve(entityCount + 1, 4));
+    entities[entityCount++] = Entity{key, value};
+}
+
+CRefString CXmlPullParser::getAttributeName(int index) {
+    return index >= 0 && index < attributeCount ? attributes[index].name : CRefString();
+}
+
+CRefString CXmlPullParser::getAttributeNamespace(int index) {
+    return index >= 0 && index < attributeCount ? attributes[index].namespace_ : CRefString();
+}
+
+CRefString CXmlPullParser::getAttributePrefix(int index) {
+    return index >= 0 && index < attributeCount ? attributes[index].prefix : CRefString();
+}
+
+CRefString CXmlPullParser::getAttributeValue(const CRefString& namespaceUri, const CRefString& wanted) {
+    for (int i = 0; i < attributeCount; ++i) {
+        const Attribute& attribute = attributes[i];
+        if (!(attribute.name == wanted)) continue;
+        if (namespaceUri.length() == 0 || attribute.namespace_ == namespaceUri) return attribute.value;
+    }
+    return {};
+}
+
+CRefString CXmlPullParser::getAttributeValue(int index) {
+    return index >= 0 && index < attributeCount ? attributes[index].value : CRefString();
+}
+
+CRefString CXmlPullParser::getNamespace(const CRefString& wanted) {
+    const std::string_view bytes = wanted.view();
+    if (bytes.size() == 3 && wanted == CRefString("xml")) return CRefString("http://www.w3.org/XML/1998/namespace");
+    if (bytes.size() == 5 && wanted == CRefString("xmlns")) return CRefString("http://www.w3.org/2000/xmlns/");
+    return scopes.find(wanted, depth);
+}
+
+CRefString CXmlPullParser::getText() {
+    if (eventType < TEXT || (eventType == XML_ENTITY_REF && unresolvedEntity)) return {};
+    return text;
+}
+
+bool CXmlPullParser::isEmptyElementTag() {
+    if (eventType != START_TAG) raise(-104, "Should be START_TAG to check for empty element");
+    return emptyElement;
+}
+
+bool CXmlPullParser::isWhitespace() {
+    if (eventType != TEXT && eventType != XML_CDSECT && eventType != XML_IGNORABLE_WHITESPACE) {
+        raise(-104, "Illegal current event type to check for whitespace. Should be TEXT");
+    }
+    return isWhitespace_;
+}

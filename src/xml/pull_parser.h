@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <pelthread/memory.h>
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "streams/ref_string.h"
+#include "xml/byte_reader.h"
+#include "xml/growing_array.h"
+#include "xml/multi_references.h"
+#include "xml/namespace_scopes.h"
+#include "xml/pull_parser_exception.h"
+
+class CInputStream;
+
+/// What a step of the parser found.
+enum XmlEvent : int {
+    XML_START_DOCUMENT = 1,
+    XML_END_DOCUMENT = 2,
+    START_TAG = 3,
+    XML_END_TAG = 4,
+    TEXT = 5,
+    XML_CDSECT = 6,
+    XML_ENTITY_REF = 7,
+    XML_IGNORABLE_WHITESPACE = 8,
+    XML_PROCESSING_INSTRUCTION = 9,
+    XML_COMMENT = 10,
+    XML_DOCDECL = 11,
+    XML_LEGACY = 12,
+    XML_DECL = 13,
+};
+
+/// A source of XML events that its user pulls one at a time.
+///
+/// Names are compared without regard to case throughout. Text is held one byte a character: a decoded
+/// character is stored as its low eight bits. Whatever cannot be read throws `CXmlPullParserException`, after
+/// which only the position, the error code and the texts of the current element may be asked for.
+class CXmlPullParserBase {
+public:
+    virtual ~CXmlPullParserBase() = default;
+
+    /// Makes `&key;` stand for `value`. The first of two equal keys counts, the five predefined ones first.
+    virtual void defineEntityReplacementText(const CRefString& key, const CRefString& value) = 0;
+    virtual CRefString getInputEncoding() = 0;
+    /// Switches on prefixes and namespaces; before the first step.
+    virtual void setProcessNamespaces() = 0;
+    /// Code of the last error, 0 if there was none.
+    virtual int getErrorCode() = 0;
+    /// Attributes of the current start tag; -1 at every other event.
+    virtual int getAttributeCount() = 0;
+    /// Empty beyond the last attribute, like the three that follow.
+    virtual CRefString getAttributeName(int index) = 0;
+    virtual CRefString getAttributeNamespace(int index) = 0;
+    virtual CRefString getAttributePrefix(int index) = 0;
+    /// Value of the first attribute of that name, in that namespace unless `namespaceUri` is empty.
+    virtual CRefString getAttributeValue(const CRefString& namespaceUri, const CRefString& name) = 0;
+    virtual CRefString getAttributeValue(int index) = 0;
+    /// Position of the last character read.
+    virtual int getColumnNumber() = 0;
+    /// Elements now open; an element counts until its end tag was left.
+    virtual int getDepth() = 0;
+    virtual int getLineNumber() = 0;
+    virtual CRefString getName() = 0;
+    /// The URI that a prefix is bound to here; an empty prefix asks for the default namespace.
+    virtual CRefString getNamespace(const CRefString& prefix) = 0;
+    virtual CRefString getNamespace() = 0;
+    virtual CRefString getPrefix() = 0;
+    virtual CRefString getText() = 0;
+    virtual int getEventType() = 0;
+    /// Throws unless the event is a start tag.
+    virtual bool isEmptyElementTag() = 0;
+    /// Throws unless the event is text.
+    virtual bool isWhitespace() = 0;
+    /// The next start tag, end tag, text or end of document: adjacent text is one event, comments, processing
+    /// instructions and the document type declaration are left out.
+    virtual int next() = 0;
+    /// The next token as it stands.
+    virtual int nextToken() = 0;
+    /// What `next` would give, without consuming it; the getters describe it from now on.
+    virtual int peekEvent() = 0;
+};
+
+/// The one implementation: reads the stream only forward, in blocks of 512 bytes, and keeps nothing but the
+/// current token, the open elements, and the text of elements that bear an `id`.
+///
+/// One thread at a time; the stream is borrowed and must outlive the parser. There is no limit on depth,
+/// attributes or text but memory, whose end throws code -102. Nothing recurses.
+class CXmlPullParser final : public CXmlPullParserBase {
+public:
+    PEL_HEAP_OBJECT
+
+    /// Reads the first bytes to find the encoding; throws for a null stream, an encoding that is not read,
+    /// and when memory ends.
+    explicit CXmlPullParser(CInputStream* stream);
+    ~CXmlPullParser() override;
+    CXmlPullParser(const CXmlPullParser&) = delete;
+    CXmlPullParser& operator=(const CXmlPullParser&) = delete;
+
+    void defineEntityReplacementText(const CRefString& key, const CRefString& value) override;
+    CRefString getInputEncoding() override { return encoding; }
+    void setProcessNamespaces() override { processNamespaces = true; }
+    int getErrorCode() override { return errorCode; }
+    int getAttributeCount() override { return attributeCount; }
+    CRefString getAttributeName(int index) override;
+    CRefString getAttributeNamespace(int index) override;
+    CRefString getAttributePrefix(int index) override;
+    CRefString getAttributeValue(const CRefString& namespaceUri, const CRefString& wanted) override;
+    CRefString getAttributeValue(int index) override;
+    int getColumnNumber() override { return column; }
+    int getDepth() override { return depth; }
+    int getLineNumber() override { return line; }
+    CRefString getName() override { return name; }
+    CRefString getNamespace(const CRefString& wanted) override;
+    CRefString getNamespace() override { return namespace_; }
+    CRefString getPrefix() override { return prefix; }
+    CRefString getText() override;
+    int getEventType() override { return eventType; }
+    bool isEmptyElementTag() override;
+    bool isWhitespace() override;
+    int next() override;
+    int nextToken() override;
+    int peekEvent() override;
+
+private:
+    struct Attribute {
+        CRefString name;
+        CRefString value;
+        CRefString namespace_;
+        CRefString prefix;
+    };
+    struct Element {
+        CRefString namespace_;
+        CRefString prefix;
+        CRefString localName;
+        CRefString rawName;
+        int prefixed_ancestor = 0;  ///< depth of the nearest open element above with a prefix; 0 for none
+    };
+    struct Entity {
+        CRefString key;
+        CRefString value;
+    };
+    // Construction and end: pull_parser.cpp
+    void setInput(CInputStream* stream);
+    [[noreturn]] void raise(int code, const char* message);
+    void close() noexcept;
+    void reserve(bool done, const char* message = "Memory allocation error");
+    CRefString make_text(const char* bytes, int length);
+
+    // Encoding: encoding_detection.cpp
+    void detectEncoding(CInputStream* stream);
+    bool signature_is_unsupported(unsigned signature) const;
+    void scanDeclaration(CInputStream* stream);
+    void read_declared_encoding(std::string_view declaration);
+
+    // Characters: pull_parser_characters.cpp
+    int peekChar(int pos);
+    int peek_decoded(int pos);
+    bool fetch();
+    int nextDecodedChar();
+    void append_peeked(int c);
+    int readChar();
+    void readExpected(char expected);
+    void skipWhitespace();
+    void pushChar(int c);
+    void push_run(const char* bytes, int length);
+    CRefString getRange(int start);
+    CRefString readName();
+    CRefString intern(const char* bytes, int length);
+    bool plain_ahead(int pos) const;
+
+    // Stepping: pull_parser_stepping.cpp
+    int peekType();
+    void nextImpl();
+    void parseEndTag();
+
+    // Tags: pull_parser_tags.cpp
+    void parseStartTag(bool isXmlDecl);
+    bool read_tag_end(bool isXmlDecl, int c, bool& leave);
+    void parseAttribute(bool isXmlDecl);
+    void store_attribute(const CRefString& attribute_name, bool is_id, int start);
+    void check_duplicates();
+    void open_element();
+    void adjustNamespaces();
+    bool declare_namespaces();
+    void resolve_attribute_prefixes();
+    void check_qualified_duplicates();
+    void adjustElementName();
+
+    // Text, references and other markup: pull_parser_text.cpp, pull_parser_markup.cpp
+    void pushText(int delimiter, bool resolveEntities);
+    void push_plain_run(int delimiter);
+    void classify_whitespace();
+    void pushEntity();
+    void push_named_entity(const CRefString& code);
+    int parseLegacy();
+    int parse_declaration();
+    void read_markup(int terminator, bool push);
+    void parseDoctype();
+
+    // Multi-references: pull_parser_references.cpp
+    void captureId(const CRefString& id);
+    void followReference();
+    bool load_references();
+    bool fetch_referenced();
+
+    static constexpr int kInternSlots = 64;
+
+    int line = 1;
+    int column = 0;
+    int errorCode = 0;
+    int depth = 0;
+    int peekChars[2] = {};
+    int peekCount = 0;
+    bool wasCR = false;
+    int encodingCode = XML_UTF_8;
+    bool alive = false;
+    std::unique_ptr<CXmlByteReader> reader;
+    char* srcBuf = nullptr;
+    const char* src = nullptr;  ///< what is being read: `srcBuf`, or text that a reference leads to
+    int srcCapacity = 0;
+    int srcPos = 0;
+    int srcCount = 0;
+    int eventType = XML_START_DOCUMENT;
+    bool isWhitespace_ = true;
+    bool wasStartTag = false;
+    bool tokenMode = false;
+    bool emptyElement = false;
+    bool hasPeekedEvent = false;
+    CRefString prefix;
+    CRefString name;
+    CRefString text;
+    int attributeCount = -1;
+    GrowingArray<Attribute> attributes;
+    CRefString version;
+    CRefString encoding;
+    bool standalone = true;
+    bool processNamespaces = false;
+    CRefString namespace_;
+    NamespaceScopes scopes;
+    bool unresolvedEntity = false;
+    GrowingArray<Entity> entities;
+    int entityCount = 0;
+    GrowingArray<Element> elementStack;
+    char* textBuffer = nullptr;
+    int textCapacity = 0;
+    int textLength = 0;
+    CRefString hrefTarget;
+    bool hasHref = false;
+    bool hasId = false;
+    std::unique_ptr<MultiReferences> references;  ///< from the first `id` or `href` on
+    CRefString internTable[kInternSlots];
+};

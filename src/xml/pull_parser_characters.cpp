@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+
+// The parser's characters: decoding ahead, line ends, positions, names and the text buffer. Plain ASCII is
+// taken straight from the input buffer; everything else goes through the general path, which looks ahead by
+// decoded characters. Both give the same characters and positions.
+
+#include <cstring>
+#include <limits>
+
+#include "xml/character_classes.h"
+#include "xml/pull_parser.h"
+
+bool CXmlPullParser::plain_ahead(int pos) const {
+    if (peekCount != 0 || wasCR || encodingCode == XML_UTF_16BE || encodingCode == XML_UTF_16LE) return false;
+    if (srcPos + pos >= srcCount) return false;
+    return is_plain(src[srcPos]) && (pos == 0 || is_plain(src[srcPos + 1]));
+}
+
+int CXmlPullParser::peekChar(int pos) {
+    if (pos < peekCount) return peekChars[pos];
+    return plain_ahead(pos) ? src[srcPos + pos] : peek_decoded(pos);
+}
+
+bool CXmlPullParser::fetch() {
+    if (reader == nullptr) return false;
+    if (references != nullptr) return fetch_referenced();
+    srcCount = reader->readBlock(srcBuf, CXmlByteReader::kBlockSize);
+    src = srcBuf;
+    srcPos = 0;
+    return srcCount > 0;
+}
+
+int CXmlPullParser::nextDecodedChar() {
+    if (reader == nullptr) return -1;
+    if (encodingCode == XML_SINGLE_BYTE) return static_cast<signed char>(src[srcPos++]);
+    return reader->decodeChar(src, srcPos, srcCount);
+}
+
+int CXmlPullParser::peek_decoded(int pos) {
+    while (pos >= peekCount) {
+        const bool more = srcPos < srcCount || fetch();
+        append_peeked(more ? nextDecodedChar() : -1);
+    }
+    return peekChars[pos];
+}
+
+void CXmlPullParser::append_peeked(int c) {
+    if (c == '\r') {
+        wasCR = true;
+        peekChars[peekCount++] = '\n';
+        return;
+    }
+    // The line feed of a CR LF pair was given with the carriage return.
+    if (c != '\n' || !wasCR) peekChars[peekCount++] = c;
+    wasCR = false;
+}
+
+int CXmlPullParser::readChar() {
+    int c = 0;
+    if (plain_ahead(0)) {
+        c = src[srcPos++];
+    } else {
+        c = peekCount > 0 ? peekChars[0] : peek_decoded(0);
+        peekChars[0] = peekChars[1];
+        --peekCount;
+    }
+    ++column;
+    if (c == '\n') {
+        ++line;
+        column = 1;
+    }
+    return c;
+}
+
+void CXmlPullParser::readExpected(char expected) {
+    const int c = readChar();
+    if (c == expected) return;
+    if (c == -1) raise(-103, "Unexpected End Of File");
+    char message[] = "Did not get expected character: ?";
+    message[sizeof message - 2] = expected;
+    raise(-114, message);
+}
+
+void CXmlPullParser::skipWhitespace() {
+    for (int c = peekChar(0); c <= 32 && c != -1; c = peekChar(0)) readChar();
+}
+
+void CXmlPullParser::pushChar(int c) {
+    isWhitespace_ = isWhitespace_ && is_white(c);
+    const char byte = static_cast<char>(c);
+    if (textLength < textCapacity) {
+        textBuffer[textLength++] = byte;
+    } else {
+        push_run(&byte, 1);
+    }
+}
+
+void CXmlPullParser::push_run(const char* bytes, int length) {
+    const long long needed = static_cast<long long>(textLength) + length;
+    if (needed > textCapacity) {
+        long long grown = 2LL * textCapacity;
+        if (grown < needed) grown = needed;
+        if (grown > std::numeric_limits<int>::max() / 2) raise(-102, "Memory allocation error");
+        char* const larger = static_cast<char*>(PEL_array_new(static_cast<std::size_t>(grown)));
+        reserve(larger != nullptr);
+        std::memcpy(larger, textBuffer, static_cast<std::size_t>(textLength));
+        PEL_array_delete(textBuffer);
+        textBuffer = larger;
+        textCapacity = static_cast<int>(grown);
+    }
+    std::memcpy(textBuffer + textLength, bytes, static_cast<std::size_t>(length));
+    textLength += length;
+}
+
+CRefString CXmlPullParser::getRange(int start) { return make_text(textBuffer + start, textLength - start); }
+
+CRefString CXmlPullParser::intern(const char* bytes, int length) {
+    unsigned hash = static_cast<unsigned>(length);
+    for (int i = 0; i < length; ++i) hash = hash * 31 + static_cast<unsigned char>(bytes[i]);
+    CRefString& slot = internTable[hash % kInternSlots];
+    if (slot.length() != length || std::memcmp(slot.c_str(), bytes, static_cast<std::size_t>(length)) != 0) {
+        slot = make_text(bytes, length);
+    }
+    return slot;
+}
+
+CRefString CXmlPullParser::readName() {
+    if (!is_name_start(peekChar(0))) raise(-133, "Naming convention error");
+    if (plain_ahead(0)) {
+        // A name that lies within the buffer is taken from there.
+        int end = srcPos;
+        while (end < srcCount && is_ascii_name(src[end])) ++end;
+        if (end < srcCount && is_plain(src[end])) {
+            const char* const begin = src + srcPos;
+            const int length = end - srcPos;
+            srcPos = end;
+            column += length;
+            isWhitespace_ = false;
+            return intern(begin, length);
+        }
+    }
+    const int start = textLength;
+    while (is_name(peekChar(0))) pushChar(readChar());
+    const CRefString read = intern(textBuffer + start, textLength - start);
+    textLength = start;
+    return read;
+}
