@@ -40,6 +40,13 @@ public:
     /// above 2^31 - 64.
     [[nodiscard]] static bool create(CRefString& out, const char* text, std::size_t length) noexcept;
 
+    /// A text of `length` bytes, which may be 0; the empty text when memory ends.
+    static CRefString of(const char* text, int length) noexcept {
+        CRefString made;
+        if (length > 0 && !create(made, text, static_cast<std::size_t>(length))) return {};
+        return made;
+    }
+
     /// The text, zero-terminated; valid as long as a handle to it lives.
     const char* c_str() const noexcept { return body ? text_of(body) : ""; }
 
@@ -80,17 +87,15 @@ public:
     bool shares(const CRefString& other) const noexcept { return body == other.body; }
 
 private:
-    friend class CRefStringBuffer;
+    friend class XmlTextBuffer;
 
-    /// What stands in front of the text, in the same block. A count of `kImmortal` or less marks a constant,
-    /// whose count is never touched, so that threads can share it.
+    /// What stands in front of the text, in the same block.
     struct Body {
         std::int32_t length;
         std::int32_t refs;
         std::uint32_t hash;      ///< 0 until it was asked for
         std::uint32_t capacity;  ///< bytes for text and terminator
     };
-    static constexpr std::int32_t kImmortal = -1;
 
     static const char* text_of(const Body* body) noexcept { return reinterpret_cast<const char*>(body + 1); }
     static char* text_of(Body* body) noexcept { return reinterpret_cast<char*>(body + 1); }
