@@ -188,9 +188,8 @@ void vqWaitSet::take_report(std::uint64_t mark) {
     const auto socket = static_cast<vqSocket>(mark & 0xFFFFFFFF);
     Entry& entry = *entry_for(socket);
     if (entry.watch != mark >> 32) return;
-    const bool wanted = entry.watched && entry.member == filling;
     entry.watched = false;
-    if (!wanted) return;
+    if (entry.member != filling) return;
     entry.ready = waits;
     ready[static_cast<std::size_t>(ready_count++)] = socket;
 }

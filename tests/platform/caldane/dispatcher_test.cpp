@@ -16,6 +16,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+/// A second, as promised, but where a sanitizer makes each new thread cost many times its price.
+#if defined(__SANITIZE_THREAD__) || defined(__SANITIZE_ADDRESS__)
+constexpr auto kSoon = std::chrono::seconds(10);
+#else
+constexpr auto kSoon = std::chrono::seconds(1);
+#endif
+
 /// A gate that tasks wait at until it is opened.
 class Gate {
 public:
@@ -117,7 +124,7 @@ TEST(Dispatcher, GrowsPastStalledTasksSoThatAGoodOneRunsWithinASecond) {
     const auto start = Clock::now();
     Dispatcher::new_task(&count_up, &good);
     ASSERT_TRUE(await([&] { return good == 1; }));
-    EXPECT_LT(Clock::now() - start, std::chrono::seconds(1));
+    EXPECT_LT(Clock::now() - start, kSoon);
     EXPECT_GE(Dispatcher::running(), 200U);
     EXPECT_FALSE(Dispatcher::drain(0.01)) << "stuck workers must show";
     gate.open();

@@ -111,7 +111,7 @@ TEST(Init, ArgumentsWinOverTheFileAndTheFileOverTheEnvironment) {
     setenv("CALDANE_t_argument", "environment", 1);
     const TextFile file("t_file=file\nt_argument=file\n");
     Arguments arguments({"program", "-Dt_argument=argument", "--listen", "-Dproperties=" + file.name,
-                         "-Dt_flag", "x", "--", "-Dt_no"});
+                         "-Dt_flag", "x", "-Dsocket_limit=17", "--", "-Dt_no"});
     ASSERT_TRUE(Caldane::init(arguments.count, arguments.pointers.data()));
     Caldane::shutdown();
     EXPECT_EQ(arguments.left(), (std::vector<std::string>{"program", "--listen", "x", "--", "-Dt_no"}));
@@ -122,6 +122,8 @@ TEST(Init, ArgumentsWinOverTheFileAndTheFileOverTheEnvironment) {
     EXPECT_STREQ(properties.get("t_argument"), "argument");
     EXPECT_STREQ(properties.get("t_flag"), "");
     EXPECT_EQ(properties.get("t_no"), nullptr);
+    EXPECT_EQ(SOA::socketResource().limit(), 17) << "read by init";
+    SOA::getProperties().remove("socket_limit");
 }
 
 TEST(Init, RefusesMalformedOptionsAndUnreadableFilesByName) {

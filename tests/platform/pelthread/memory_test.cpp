@@ -39,12 +39,6 @@ TEST(Memory, BothPairsGiveAlignedBlocksAndTakeEachOthers) {
     PEL_array_delete(nullptr);
 }
 
-TEST(Memory, MoreThanThereIsGivesNull) {
-    volatile std::size_t too_much = static_cast<std::size_t>(-1) / 2;
-    EXPECT_EQ(PEL_new(too_much), nullptr);
-    EXPECT_EQ(PEL_array_new(too_much), nullptr);
-}
-
 TEST(Memory, TheChosenAllocationFailsOnceAndIsReported) {
     for (long nth = 1; nth <= 4; ++nth) {
         PEL_Fault::fail_allocation(nth);

@@ -125,6 +125,11 @@ TEST_F(Handle, SocketsNotAddedSinceTheClearAreNotFound) {
     vqHandleClearAllResources(handle);
     EXPECT_FALSE(is_ready(kept.socket));
     EXPECT_EQ(found_now(), Found{});
+    kept.silence();
+    add(kept.socket);
+    vqHandleClearAllResources(handle);
+    kept.ring();
+    EXPECT_EQ(vqBlock(handle, &kAtOnce), kVqTimedOut) << "still watched, but in no set";
     add(dropped.socket);
     EXPECT_EQ(found_now(), Found{dropped.socket}) << "its report was dropped, its bytes were not";
 }
@@ -349,71 +354,97 @@ TEST_F(Handle, MemoryThatEndsLeavesTheSetUsable) {
 }
 
 /// A server in small: the waiting thread hands what speaks to workers, who give it back themselves.
-TEST_F(Handle, ManyWorkersGiveSocketsBackWhileOneThreadWaits) {
-    constexpr int kConnections = 16;
-    constexpr int kRounds = 200;
-    const Listener listener;
-    std::vector<std::unique_ptr<Connection>> pairs;
-    for (int i = 0; i < kConnections; ++i) pairs.push_back(std::make_unique<Connection>(listener));
-    std::mutex mutex;
-    Found idle;
-    for (const auto& pair : pairs) idle.insert(pair->server);
-    std::atomic<int> echoed = 0;
-    std::vector<std::thread> clients;
-    for (const auto& pair : pairs) {
-        clients.emplace_back([&, socket = pair->client] {
-            char byte = 'x';
-            for (int i = 0; i < kRounds; ++i) {
-                if (vqNetSend(socket, &byte, 1, 0) != 1 || vqNetRecv(socket, &byte, 1, 0) != 1) return;
-                ++echoed;
-            }
-        });
+class SmallServer {
+public:
+    SmallServer(vqHandle waited_on, const Found& sockets) : handle(waited_on), idle(sockets) {
+        for (int i = 0; i < 3; ++i) workers.emplace_back([this] { work(); });
     }
-    std::vector<std::thread> workers;
-    std::vector<vqSocket> tasks;
-    std::atomic<bool> over = false;
-    for (int i = 0; i < 3; ++i) {
-        workers.emplace_back([&] {
-            while (!over) {
-                std::unique_lock lock(mutex);
-                if (tasks.empty()) {
-                    lock.unlock();
-                    std::this_thread::yield();
-                    continue;
-                }
-                const vqSocket socket = tasks.back();
-                tasks.pop_back();
-                lock.unlock();
-                char byte = 0;
-                if (vqNetRecv(socket, &byte, 1, 0) != 1 || vqNetSend(socket, &byte, 1, 0) != 1) continue;
-                lock.lock();
-                idle.insert(socket);
-                add(socket);
-                lock.unlock();
-                if (echoed % 3 == 0) vqUnblock(handle, 2);
-            }
-        });
+    ~SmallServer() {
+        over = true;
+        for (std::thread& worker : workers) worker.join();
     }
-    const auto end = Clock::now() + std::chrono::seconds(60);
-    constexpr vqTimeout kSecond{1, 0};
-    while (echoed < kConnections * kRounds && Clock::now() < end) {
+    SmallServer(const SmallServer&) = delete;
+    SmallServer& operator=(const SmallServer&) = delete;
+
+    /// One turn of the waiting thread.
+    void pass() {
+        constexpr vqTimeout kSecond{1, 0};
         {
             const std::lock_guard lock(mutex);
             vqHandleClearAllResources(handle);
             for (const vqSocket socket : idle) add(socket);
         }
-        if (vqBlock(handle, &kSecond) != 0) continue;
-        vqSocket ready[kConnections];
-        const int count = vqHandleReady(handle, ready, kConnections);
+        if (vqBlock(handle, &kSecond) != 0) return;
+        vqSocket ready[64];
+        const int count = vqHandleReady(handle, ready, 64);
         const std::lock_guard lock(mutex);
         for (int i = 0; i < count; ++i) {
             EXPECT_EQ(idle.erase(ready[i]), 1U) << "found although a worker had it";
-            take_out(ready[i]);
+            EXPECT_EQ(vqHandleClearResourceMode(handle, ready[i], kVqReadable), VQOK);
             tasks.push_back(ready[i]);
         }
     }
-    over = true;
-    for (std::thread& worker : workers) worker.join();
+
+private:
+    void add(vqSocket socket) { EXPECT_EQ(vqHandleAddResourceMode(handle, socket, kVqReadable), VQOK); }
+
+    vqSocket next_task() {
+        const std::lock_guard lock(mutex);
+        if (tasks.empty()) return kVqNoSocket;
+        const vqSocket socket = tasks.back();
+        tasks.pop_back();
+        return socket;
+    }
+
+    void work() {
+        for (int served = 0; !over;) {
+            const vqSocket socket = next_task();
+            char byte = 0;
+            if (socket == kVqNoSocket) {
+                std::this_thread::yield();
+            } else if (vqNetRecv(socket, &byte, 1, 0) == 1 && vqNetSend(socket, &byte, 1, 0) == 1) {
+                {
+                    const std::lock_guard lock(mutex);
+                    idle.insert(socket);
+                    add(socket);
+                }
+                if (++served % 3 == 0) vqUnblock(handle, 2);
+            }
+        }
+    }
+
+    vqHandle handle;
+    std::mutex mutex;
+    Found idle;
+    std::vector<vqSocket> tasks;
+    std::atomic<bool> over = false;
+    std::vector<std::thread> workers;
+};
+
+TEST_F(Handle, ManyWorkersGiveSocketsBackWhileOneThreadWaits) {
+    constexpr int kConnections = 16;
+    constexpr int kRounds = 200;
+    const Listener listener;
+    std::vector<std::unique_ptr<Connection>> pairs;
+    Found sockets;
+    std::atomic<int> echoed = 0;
+    std::vector<std::thread> clients;
+    for (int i = 0; i < kConnections; ++i) {
+        pairs.push_back(std::make_unique<Connection>(listener));
+        sockets.insert(pairs.back()->server);
+        clients.emplace_back([&echoed, socket = pairs.back()->client] {
+            char byte = 'x';
+            for (int round = 0; round < kRounds; ++round) {
+                if (vqNetSend(socket, &byte, 1, 0) != 1 || vqNetRecv(socket, &byte, 1, 0) != 1) return;
+                ++echoed;
+            }
+        });
+    }
+    {
+        SmallServer server(handle, sockets);
+        const auto end = Clock::now() + std::chrono::seconds(60);
+        while (echoed < kConnections * kRounds && Clock::now() < end) server.pass();
+    }
     EXPECT_EQ(echoed, kConnections * kRounds);
     for (const auto& pair : pairs) shutdown(pair->server, SHUT_RDWR);  // sets a stuck client free
     for (std::thread& client : clients) client.join();
