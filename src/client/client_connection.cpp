@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "client/client_connection.h"
+
+#include <pelthread/thread.h>
+#include <vqsys/names.h>
+#include <vqsys/text.h>
+
+#include <bit>
+#include <cstring>
+
+#include "addressing/url.h"
+
+namespace {
+
+constexpr int kFamilyInternet = 2;
+constexpr int kTypeStream = 1;
+constexpr int kHostRecordSize = 20;
+constexpr std::uint16_t kDefaultPort = 80;
+
+// How long the peer's system may take to refuse what came for a closed connection.
+constexpr int kRefusalSteps = 200;
+constexpr double kRefusalStep = 0.001;  // seconds
+
+// The system's timer may ring a little early.
+constexpr std::chrono::milliseconds kTimerSlack{20};
+
+std::uint16_t network_order(std::uint16_t number) {
+    return std::endian::native == std::endian::little ? static_cast<std::uint16_t>(number << 8 | number >> 8)
+                                                      : number;
+}
+
+struct ArrayDelete {
+    void operator()(char* text) const { PEL_array_delete(text); }
+};
+
+}  // namespace
+
+bool ClientConnection::connect(const _Caldane_String& address) {
+    if (connected) return true;
+    error_.clear();
+    const std::unique_ptr<char, ArrayDelete> text(static_cast<char*>(PEL_array_new(address.length() + 1)));
+    if (!text) return fail("", "memory has ended");
+    std::memcpy(text.get(), address.view().data(), address.length());
+    text.get()[address.length()] = '\0';
+
+    const char* host = text.get();
+    std::uint16_t port = kDefaultPort;
+    if (char* const colon = std::strchr(text.get(), ':')) {
+        port = port_in(colon + 1);
+        *colon = '\0';
+        if (vqOSstricmp(host, "localhost") == 0) host = "127.0.0.1";
+    }
+    if (!SOA::socketResource().acquire()) return fail("", "the process may not open another socket");
+    if (vqNetSocket(&socket, kFamilyInternet, kTypeStream, 0) != VQOK) {
+        fail("", vqNetErrorText());
+        SOA::socketResource().release();
+        return false;
+    }
+    if (!connect_socket(host, port)) {
+        vqNetClose(&socket);
+        SOA::socketResource().release();
+        return false;
+    }
+    acknowledged_at_first = vqNetAcknowledged(socket);
+    sent = sent_before = 0;
+    requests = 0;
+    connected = true;
+    return true;
+}
+
+bool ClientConnection::connect_socket(const char* host, std::uint16_t port) {
+    vqAddress address;
+    address.port = network_order(port);
+    address.address = vqInet_addr(host);
+    if (address.address == kVqNoAddress) {
+        vqHostEntry record;
+        vqHostEntry* found = nullptr;
+        if (vqNetIPGetHostByName(host, &found, &record, kHostRecordSize) != VQOK)
+            return fail("the host's name is not known: ", vqNetErrorText());
+        address.address = *found->addresses[0];
+    }
+    socket_is_timed = false;
+    if (!arm_time()) return false;
+    return vqNetConnect(socket, &address, sizeof address) == VQOK || fail("", vqNetErrorText());
+}
+
+void ClientConnection::close() {
+    if (!connected) return;
+    if (channel) channel->closeClient();
+    channel.reset();
+    vqNetClose(&socket);
+    SOA::socketResource().release();
+    connected = false;
+}
+
+bool ClientConnection::fail(const char* what, const char* reason) {
+    error_ = what;
+    error_ += reason;
+    return false;
+}
+
+void ClientConnection::set_deadline(Clock::time_point when) {
+    deadline_ = when;
+    if (connected && socket_is_timed && when == Clock::time_point::max()) {
+        vqNetSetTimeout(socket, 0);
+        socket_is_timed = false;
+    }
+}
+
+bool ClientConnection::time_is_up() const {
+    return deadline_ != Clock::time_point::max() && Clock::now() + kTimerSlack >= deadline_;
+}
+
+/// Lets the socket wait for as long as there is time; false where there is none left.
+bool ClientConnection::arm_time() {
+    if (deadline_ == Clock::time_point::max()) return true;
+    const double left = std::chrono::duration<double>(deadline_ - Clock::now()).count();
+    if (left <= 0) return fail("", "time is up");
+    vqNetSetTimeout(socket, left);
+    socket_is_timed = true;
+    return true;
+}
+
+void ClientConnection::start_request() {
+    ++requests;
+    sent_before = sent;
+    received = 0;
+    end = End::open;
+    send_failed_ = false;
+    error_.clear();
+}
+
+int ClientConnection::send(const char* data, int length) {
+    if (send_failed_ || length <= 0) return 0;
+    int count = 0;
+    if (arm_time()) {
+        count = channel ? channel->write(data, length) : vqNetSend(socket, data, length, 0);
+        if (count < 0) fail("", vqNetErrorText());
+    }
+    if (count > 0) sent += count;
+    if (count < length) send_failed_ = true;
+    return count;
+}
+
+int ClientConnection::receive(char* buffer, int length) {
+    if (end != End::open || length <= 0) return 0;
+    int count = -1;
+    if (arm_time()) {
+        count = channel ? channel->read(buffer, length) : vqNetRecv(socket, buffer, length, 0);
+        if (count < 0) fail("", vqNetErrorText());
+    }
+    if (count > 0) {
+        received += count;
+        return count;
+    }
+    end = count == 0 ? End::orderly : End::broken;
+    return 0;
+}
+
+bool ClientConnection::request_never_arrived() const {
+    if (channel || requests < 2 || received > 0 || end != End::orderly || acknowledged_at_first < 0)
+        return false;
+    for (int step = 0; step < kRefusalSteps; ++step) {
+        const bool refused = vqNetReset(socket);
+        const long long acknowledged = vqNetAcknowledged(socket);
+        if (acknowledged < 0 || acknowledged - acknowledged_at_first > sent_before) return false;
+        if (refused) return true;
+        PEL_Thread::delay(kRefusalStep);
+    }
+    return false;
+}
+
+int ClientOutput::write(const char* data, int length) {
+    return given_up ? 0 : connection.send(data, length);
+}
+
+int ClientInput::get() {
+    char c = 0;
+    return read(&c, 1) == 1 ? static_cast<unsigned char>(c) : -1;
+}

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <pelthread/memory.h>
+#include <vqsys/net.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "secure/secure_channel.h"
+#include "streams/stream.h"
+#include "transport/broker.h"
+
+/// A client's one TCP connection: makes it, carries bytes with an eye on the time, and remembers what is to
+/// be known when it fails. Holds one unit of `SOA::socketResource` while it stands. One thread at a time.
+class ClientConnection {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    ClientConnection() = default;
+    ~ClientConnection() { close(); }
+    ClientConnection(const ClientConnection&) = delete;
+    ClientConnection& operator=(const ClientConnection&) = delete;
+
+    /// One attempt at `address` (host:port, port 80 where it has none). On failure all is undone and `error`
+    /// tells why.
+    [[nodiscard]] bool connect(const _Caldane_String& address);
+    void close();
+
+    bool is_connected() const { return connected; }
+    vqSocket handle() const { return socket; }
+    CSecureChannel* secure_channel() const { return channel.get(); }
+    /// What a receive would meet now; never blocks.
+    vqNetState look() const { return vqNetPeek(socket); }
+
+    /// No send and no receive goes on beyond `when`; `Clock::time_point::max()` is no limit.
+    void set_deadline(Clock::time_point when);
+    Clock::time_point deadline() const { return deadline_; }
+    bool time_is_up() const;
+
+    /// The bytes sent and received from now on belong to a new request and its response.
+    void start_request();
+    int send(const char* data, int length);
+    int receive(char* buffer, int length);
+
+    bool sent_nothing() const { return sent == sent_before; }
+    bool received_nothing() const { return received == 0; }
+    /// True once a receive of this request found no more.
+    bool has_ended() const { return end != End::open; }
+    /// True once a send of this request did not take everything.
+    bool send_failed() const { return send_failed_; }
+
+    /// True where it is certain that no byte of the request reached the peer: the connection had been used
+    /// before, the peer had closed it in order, and its system refused the request without acknowledging
+    /// anything of it. Waits a moment for the refusal.
+    [[nodiscard]] bool request_never_arrived() const;
+
+    /// Why the last operation failed; empty where the peer closed in order.
+    const std::string& error() const { return error_; }
+
+private:
+    enum class End { open, orderly, broken };
+
+    bool connect_socket(const char* host, std::uint16_t port);
+    bool fail(const char* what, const char* reason);
+    bool arm_time();
+
+    std::unique_ptr<CSecureChannel> channel;
+    vqSocket socket = kVqNoSocket;
+    bool connected = false;
+
+    Clock::time_point deadline_ = Clock::time_point::max();
+    bool socket_is_timed = false;
+
+    // Bytes that the system took, over the connection's life, and what the peer's system had acknowledged
+    // when there were none.
+    long long sent = 0;
+    long long sent_before = 0;
+    long long acknowledged_at_first = -1;
+    int requests = 0;
+
+    long long received = 0;  // of this response
+    End end = End::open;
+    bool send_failed_ = false;
+    std::string error_;
+};
+
+/// The bottom of the request's streams.
+class ClientOutput final : public COutputStream {
+public:
+    PEL_HEAP_OBJECT
+    explicit ClientOutput(ClientConnection& to) : connection(to) {}
+
+    int write(const char* data, int length) override;
+    int put(char c) override { return write(&c, 1); }
+    void flush() override {}
+    void close() override {}
+    int status() override { return kStreamGood; }
+    void abandon() override { given_up = true; }
+
+private:
+    ClientConnection& connection;
+    bool given_up = false;
+};
+
+/// The bottom of the response's streams. 0 when nothing more comes, as from a socket's own stream.
+class ClientInput final : public CInputStream {
+public:
+    PEL_HEAP_OBJECT
+    explicit ClientInput(ClientConnection& from) : connection(from) {}
+
+    int get() override;
+    int read(char* buffer, int length) override { return connection.receive(buffer, length); }
+    int available() override { return -1; }
+    int status() override { return kStreamGood; }
+
+private:
+    ClientConnection& connection;
+};

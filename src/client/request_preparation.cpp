@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+// What comes ahead of a request's envelope: the connection, and the HTTP head.
+#include <pelthread/thread.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "addressing/soap_profile.h"
+#include "client/soap_client.h"
+#include "http/http_text.h"
+
+namespace {
+
+constexpr int kConnectAttempts = 10;
+constexpr double kBetweenAttempts = 1.0;  // seconds
+
+// In a URL the path cannot start ahead of this index: "https://" has as many characters.
+constexpr std::size_t kShortestScheme = 8;
+
+_Caldane_String path_in_url(const _IOP_OctetSeq& url) {
+    const std::string_view text = url.view();
+    const std::size_t slash = text.find('/', kShortestScheme);
+    return _Caldane_String(slash == std::string_view::npos ? text : text.substr(slash + 1));
+}
+
+}  // namespace
+
+bool _SOAP_Transport_Client::prepare_for(const _Caldane_OutboundCall& call, const _SOAP_Profile& profile,
+                                         bool secure) {
+    const _Caldane_String action = quoted_action(call.oper());
+    const _Caldane_String path = profile.path_text();
+    if (!path.is_null()) return prepare_request(path, action, secure) != 0;
+    return prepare_request(path_in_url(profile.object_key()), call.oper(), secure) != 0;
+}
+
+const char* _SOAP_Transport_Client::own_property(const _Caldane_String& oper, const char* suffix) {
+    property.assign(oper.view());
+    property += suffix;
+    return SOA::getProperties().get(property);
+}
+
+_Caldane_String _SOAP_Transport_Client::quoted_action(const _Caldane_String& oper) {
+    const char* value = own_property(oper, "_SOAPAction");
+    if (value == nullptr) value = SOA::getProperties().get("default_SOAPAction", oper);
+    property = '"';
+    property += value;
+    property += '"';
+    return _Caldane_String(property);
+}
+
+int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _Caldane_String& action,
+                                            bool secure) {
+    if (secure) {
+        diagnosis = "secure connections are not available in this build";
+        return 0;
+    }
+    const char* const proxy = SOA::getProperties().get("proxy");
+    if (!connect_repeatedly(proxy != nullptr ? _Caldane_String(proxy) : endpoint)) return 0;
+    out_stream.attach(message.get(), connection.handle(), connection.secure_channel());
+    in_stream.attach(message.get(), connection.handle(), connection.secure_channel());
+    message->SetPath(path.c_str());
+    message->SetMethod(kHttpPost);
+    message->AddRequestHeader(kHttpContentType, "text/xml; charset=\"utf-8\"");
+    message->AddRequestHeader(kHttpHost, endpoint.c_str());
+    message->AddRequestHeader("SOAPAction", action.c_str());
+    message->AddRequestHeader(kHttpConnection, kHttpKeepAlive);
+    return 1;
+}
+
+int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address) {
+    for (int attempt = 1;; ++attempt) {
+        if (connect(address)) return 1;
+        if (connection.time_is_up()) {
+            describe_time();
+            diagnosis += " without a connection to ";
+            diagnosis += address.view();
+            return 0;
+        }
+        if (attempt == kConnectAttempts) break;
+        double pause = kBetweenAttempts;
+        if (time_limit > 0) {
+            const std::chrono::duration<double> left = connection.deadline() - ClientConnection::Clock::now();
+            pause = std::min(pause, left.count());
+        }
+        PEL_Thread::delay(pause);
+    }
+    const std::string& reason = connection.error();
+    diagnosis = "could not connect to ";
+    diagnosis += address.view();
+    diagnosis += " after " + std::to_string(kConnectAttempts) + " attempts: ";
+    diagnosis += reason.empty() ? "memory has ended" : reason;
+    return 0;
+}
+
+/// One attempt if there is no connection yet; in any case a new message.
+int _SOAP_Transport_Client::connect(const _Caldane_String& address) {
+    if (!connection.connect(address)) return 0;
+    message.reset(new CHttpMessage(HTTP_CLIENT_SIDE));
+    if (!message) {
+        connection.close();
+        return 0;
+    }
+    if (SOA::getProperties().get("SOAP_CLIENT_CHUNKING") != nullptr)
+        message->AddRequestHeader(kHttpTransferEncoding, kHttpChunked);
+    return 1;
+}

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#include "client/response_framing.h"
+
+#include <string>
+#include <string_view>
+
+#include <vqsys/text.h>
+
+#include "http/http_message.h"
+#include "http/http_text.h"
+
+bool announces_close(const CHttpMessage& response) {
+    const char* const header = response.GetIncomingHeader(kHttpConnection);
+    if (header == nullptr) return false;
+    constexpr std::string_view kBetween = ", \t";
+    std::string_view options = header;
+    for (;;) {
+        const std::size_t start = options.find_first_not_of(kBetween);
+        if (start == std::string_view::npos) return false;
+        options.remove_prefix(start);
+        const std::size_t end = std::min(options.find_first_of(kBetween), options.size());
+        if (vqOSstricmp(std::string(options.substr(0, end)).c_str(), kHttpClose) == 0) return true;
+        options.remove_prefix(end);
+    }
+}
+
+bool tells_its_length(const CHttpMessage& response) {
+    return response.GetIncomingHeader(kHttpTransferEncoding) != nullptr ||
+           response.GetIncomingHeader(kHttpContentLength) != nullptr;
+}
