@@ -42,7 +42,7 @@ public:
     virtual void invalidate();
 
     /// False when the connection was closed by the peer or holds bytes that no request asked for. Asked
-    /// before a call; must not wait. A client that is busy with a call says true.
+    /// before a call. Does not wait for the network, but may for a call under way.
     virtual bool usable();
 
     /// False after `invalidate`.
