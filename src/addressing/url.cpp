@@ -3,6 +3,8 @@
 
 #include <vqsys/text.h>
 
+#include <algorithm>
+
 namespace {
 
 constexpr std::uint16_t kHttpPort = 80;
@@ -10,6 +12,11 @@ constexpr std::uint16_t kHttpsPort = 443;
 
 bool is_space(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+/// A reference comes from a peer: a line end in it must not become one in a request's head.
+bool is_control(char c) {
+    return static_cast<unsigned char>(c) < ' ' || c == 0x7F;
 }
 
 }  // namespace
@@ -29,7 +36,7 @@ std::uint16_t port_in(std::string_view text) {
 bool split_url(std::string_view url, UrlParts& parts) {
     constexpr std::string_view kMark = "://";
     const std::size_t mark = url.find(kMark);
-    if (mark == std::string_view::npos) return false;
+    if (mark == std::string_view::npos || std::any_of(url.begin(), url.end(), is_control)) return false;
     const std::string scheme(url.substr(0, mark));
     url.remove_prefix(mark + kMark.size());
 

@@ -15,7 +15,8 @@ struct UrlParts {
 
 /// Cuts `url` by position, without further validation: the authority goes from behind "://" to the next "/",
 /// the host up to its first ":", the port is what `atoi` makes of the rest, cut to 16 bits. A port that is
-/// left out is 80, or 443 for https. False for a text without "://" or without a host.
+/// left out is 80, or 443 for https. False for a text without "://", without a host, or with control
+/// characters.
 [[nodiscard]] bool split_url(std::string_view url, UrlParts& parts);
 
 /// The number at the start of `text` as `atoi` reads it, cut to 16 bits.
