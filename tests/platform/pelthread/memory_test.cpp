@@ -22,7 +22,7 @@ struct Wider : Counted {
 };
 
 TEST(Memory, BothPairsGiveAlignedBlocksAndTakeEachOthers) {
-    for (std::size_t size : {0, 1, 7, 24, 4096}) {
+    for (std::size_t size : {0U, 1U, 7U, 24U, 4096U}) {
         void* object = PEL_new(size);
         void* array = PEL_array_new(size);
         ASSERT_NE(object, nullptr);

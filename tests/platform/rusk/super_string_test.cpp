@@ -85,8 +85,8 @@ TEST(SuperString, SingleCharactersAreGuardedByTheLength) {
 
 // 23 bytes stay in place and 24 do not: copies and moves of both kinds onto both kinds.
 TEST(SuperString, CopiesAndMovesAreWholeAndIndependent) {
-    for (std::size_t from_length : {0, 5, 23, 24, 200}) {
-        for (std::size_t to_length : {0, 23, 24, 100}) {
+    for (std::size_t from_length : {0U, 5U, 23U, 24U, 200U}) {
+        for (std::size_t to_length : {0U, 23U, 24U, 100U}) {
             SCOPED_TRACE(testing::Message() << from_length << " onto " << to_length);
             const std::string expected(from_length, 'f');
             RUSK_SuperString source(expected.c_str());
