@@ -19,6 +19,11 @@ constexpr auto kTick = std::chrono::milliseconds(5);
 constexpr int kQuietTicks = 20;
 /// After so many ticks with tasks that wait too long it is asked whether the workers use the processors.
 constexpr int kLateTicks = 4;
+/// A task that has run for so many ticks is made up for even if it computes all the time.
+constexpr int kLongTicks = 10;
+/// How many workers are added for each there is while all are stuck: from 2 to 250 in three steps, since on a
+/// loaded machine each step waits for its threads to be scheduled.
+constexpr std::size_t kGrowth = 4;
 constexpr double kDefaultLimit = 256;
 
 /// The state letter of a thread as the system tells it, 'R' for one that runs or could; 0 if unknown.
@@ -38,7 +43,8 @@ char thread_state(pid_t thread_id) {
 }  // namespace
 
 std::size_t WorkerPool::most_threads() {
-    return static_cast<std::size_t>(std::max(1.0, SOA::getProperties().number("dispatcher_threads", kDefaultLimit)));
+    return static_cast<std::size_t>(
+        std::max(1.0, SOA::getProperties().number("dispatcher_threads", kDefaultLimit)));
 }
 
 void WorkerPool::arm_monitor(Lock&) {
@@ -86,9 +92,12 @@ void WorkerPool::monitor() {
 std::size_t WorkerPool::tick() {
     for (Worker* worker : all) {
         const bool same_task = worker->has_task && worker->begun == worker->begun_then;
-        if (same_task && !worker->stuck) ++stuck;
-        worker->stuck = worker->stuck || same_task;
+        worker->same_ticks = same_task ? worker->same_ticks + 1 : 0;
         worker->begun_then = worker->begun;
+        if (!same_task || worker->stuck) continue;
+        // One that only waits for its turn on a busy processor would not be helped by further threads.
+        worker->stuck = worker->same_ticks >= kLongTicks || thread_state(worker->thread_id) != 'R';
+        if (worker->stuck) ++stuck;
     }
     std::size_t missing = hands_missing();
     popped_then = popped;
@@ -112,7 +121,7 @@ std::size_t WorkerPool::hands_missing() {
         late_ticks = 0;
         return 0;
     }
-    if (taken == 0 && free_hands() == 0) return std::min(count, now);  // doubles while everything is stuck
+    if (free_hands() == 0) return std::min(count, kGrowth * now);
     const std::size_t hands = free_hands();
     if (hands < processors) return std::min(count, processors - hands);
     if (++late_ticks % kLateTicks != 0 || !workers_rest()) return 0;

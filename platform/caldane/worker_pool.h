@@ -39,6 +39,7 @@ private:
         std::condition_variable wake;
         std::uint64_t begun = 0;       // tasks begun so far
         std::uint64_t begun_then = 0;  // the same at the monitor's last tick
+        int same_ticks = 0;            // ticks that found it in the same task
         bool has_task = false;
         bool stuck = false;
         bool awake = true;

@@ -131,6 +131,21 @@ TEST(Dispatcher, GrowsPastStalledTasksSoThatAGoodOneRunsWithinASecond) {
     EXPECT_TRUE(Dispatcher::drain(20));
 }
 
+TEST(Dispatcher, TasksThatComputeForLongKeepNoOtherWaiting) {
+    std::atomic<bool> done{false};
+    const auto compute = [](void* flag) {
+        while (!*static_cast<std::atomic<bool>*>(flag)) {
+        }
+    };
+    const std::size_t many = std::max(2U, std::thread::hardware_concurrency());
+    for (std::size_t i = 0; i < many; ++i) Dispatcher::new_task(compute, &done);
+    std::atomic<int> good{0};
+    Dispatcher::new_task(&count_up, &good);
+    EXPECT_TRUE(await([&] { return good == 1; }));
+    done = true;
+    EXPECT_TRUE(Dispatcher::drain(20));
+}
+
 TEST(Dispatcher, GrowsNoFurtherThanItsLimit) {
     ASSERT_TRUE(Dispatcher::stop(20));
     SOA::getProperties().set("dispatcher_threads", "5");
