@@ -30,14 +30,13 @@ int _SOAP_ReplyWriter::write(_SOAP_OutStream& out) {
 
 bool _SOAP_ReplyWriter::write_values(_SOAP_OutStream& out) {
     if (_SOAP_NamedValue("return", args->result().value()).write(out) == _Caldane_FALSE) return false;
-    std::string name = "m:";
+    std::string name;
     const auto count = args->count();
     for (_Caldane_ULong i = 0; i < count; ++i) {
         _Caldane_Parameter& parameter = args->parameter(i);
         const std::int32_t direction = parameter.direction();
         if (direction != _Caldane_Parameter::OUT && direction != _Caldane_Parameter::INOUT) continue;
-        name.resize(2);
-        name += parameter.name_text();
+        name.assign("m:").append(parameter.name_text());
         if (_SOAP_NamedValue(name.c_str(), parameter.value()).write(out) == _Caldane_FALSE) return false;
     }
     return true;

@@ -16,7 +16,7 @@ namespace {
 
 /// The first number in brackets among the attributes of the current tag, the last attribute's counting; -1 if
 /// there is none.
-std::int64_t declared_length(const CXmlPullParser& parser) {
+std::int64_t declared_length(CXmlPullParser& parser) {
     std::int64_t declared = -1;
     const int count = parser.getAttributeCount();
     for (int i = 0; i < count; ++i) {
@@ -30,7 +30,7 @@ std::int64_t declared_length(const CXmlPullParser& parser) {
 }  // namespace
 
 int _SOAP_InStream::demarshal_array(_Caldane_TxType& value) {
-    if (parser->peekEvent() != CXmlPullParserBase::START_TAG) return 0;
+    if (parser->peekEvent() != START_TAG) return 0;
     if (marked_nil(*parser)) {
         value.is_nil(true);
         return skip_to_end_tag();
@@ -43,18 +43,18 @@ int _SOAP_InStream::demarshal_array(_Caldane_TxType& value) {
     if (kind == _Caldane_TypeRef::tk_octet && typed_base64(*parser)) return read_array_octets(view);
     const bool read =
         kind == _Caldane_TypeRef::tk_array ? read_rows(view) : value._demarshal(*this) != _Caldane_FALSE;
-    return read && parser->next() == CXmlPullParserBase::XML_END_TAG ? 1 : 0;
+    return read && parser->next() == XML_END_TAG ? 1 : 0;
 }
 
 int _SOAP_InStream::read_array_octets(_Caldane_AddressableArray& view) {
-    if (parser->next() != CXmlPullParserBase::TEXT) return 0;
+    if (parser->next() != TEXT) return 0;
     const CRefString text = parser->getText();
     const auto length = static_cast<std::size_t>(text.length());
     const OctetBuffer bytes = make_octets(base64_room(length));
     if (!bytes) return 0;
     const std::size_t count = base64_decode(text.c_str(), length, bytes.get());
     if (count != view.length() || !store_octets(view, bytes.get(), count)) return 0;
-    return parser->next() == CXmlPullParserBase::XML_END_TAG ? 1 : 0;
+    return parser->next() == XML_END_TAG ? 1 : 0;
 }
 
 /// The elements of several dimensions, which stand side by side in row order.
@@ -74,7 +74,7 @@ bool _SOAP_InStream::read_rows(_Caldane_AddressableArray& view) {
 }
 
 int _SOAP_InStream::demarshal_sequence(_Caldane_TxType& value) {
-    if (parser->peekEvent() != CXmlPullParserBase::START_TAG) return 0;
+    if (parser->peekEvent() != START_TAG) return 0;
     if (marked_nil(*parser)) {
         value.is_nil(true);
         return skip_to_end_tag();
@@ -88,7 +88,7 @@ int _SOAP_InStream::demarshal_sequence(_Caldane_TxType& value) {
 
 int _SOAP_InStream::read_sequence_octets(_Caldane_AddressableSequence& view) {
     const int event = parser->next();
-    if (event == CXmlPullParserBase::XML_END_TAG) return view.length(0) != _Caldane_FALSE ? 1 : 0;
-    if (event != CXmlPullParserBase::TEXT || !decode_base64(parser->getText(), view)) return 0;
-    return parser->next() == CXmlPullParserBase::XML_END_TAG ? 1 : 0;
+    if (event == XML_END_TAG) return view.length(0) != _Caldane_FALSE ? 1 : 0;
+    if (event != TEXT || !decode_base64(parser->getText(), view)) return 0;
+    return parser->next() == XML_END_TAG ? 1 : 0;
 }

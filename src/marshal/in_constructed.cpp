@@ -37,8 +37,8 @@ _Caldane_Boolean _SOAP_InStream::demarshal(_Caldane_TxType& value) {
     if (value.is_nil()) value.is_nil(false);
     if (!rpc_encoding_) {
         // Without types in the message, a value whose element is missing is nil.
-        if (parser->peekEvent() == CXmlPullParserBase::TEXT) parser->next();
-        if (parser->peekEvent() != CXmlPullParserBase::START_TAG) {
+        if (parser->peekEvent() == TEXT) parser->next();
+        if (parser->peekEvent() != START_TAG) {
             value.is_nil(true);
             return _Caldane_TRUE;
         }
@@ -142,7 +142,7 @@ _Caldane_Long find_member(const _Caldane_AddressableStruct& view, const char* na
 }  // namespace
 
 int _SOAP_InStream::demarshal_struct(_Caldane_TxType& value) {
-    if (parser->peekEvent() != CXmlPullParserBase::START_TAG) return 0;
+    if (parser->peekEvent() != START_TAG) return 0;
     if (marked_nil(*parser)) {
         value.is_nil(true);
         return skip_to_end_tag();
@@ -154,9 +154,9 @@ int _SOAP_InStream::demarshal_struct(_Caldane_TxType& value) {
     _Caldane_ULong expected = 0;
     for (;;) {
         const int event = parser->peekEvent();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return 0;
+        if (event == XML_END_DOCUMENT) return 0;
         const CRefString name = parser->getName();
-        if (event == CXmlPullParserBase::XML_END_TAG) {
+        if (event == XML_END_TAG) {
             // Another name is a stray tag, left by a reader that stopped early.
             parser->next();
             if (name == element) return 1;
@@ -184,14 +184,14 @@ void _SOAP_InStream::skip_element() {
     int open = 0;
     do {
         const int event = parser->next();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return;
-        if (event == CXmlPullParserBase::START_TAG) ++open;
-        if (event == CXmlPullParserBase::XML_END_TAG) --open;
+        if (event == XML_END_DOCUMENT) return;
+        if (event == START_TAG) ++open;
+        if (event == XML_END_TAG) --open;
     } while (open > 0);
 }
 
 int _SOAP_InStream::demarshal_union(_Caldane_TxType& value) {
-    if (parser->peekEvent() != CXmlPullParserBase::START_TAG) return 0;
+    if (parser->peekEvent() != START_TAG) return 0;
     auto& view = view_of<_Caldane_AddressableUnion>(value);
     parser->next();
     const CRefString element = parser->getName();
@@ -206,6 +206,6 @@ int _SOAP_InStream::demarshal_union(_Caldane_TxType& value) {
     }
     const bool read =
         view.active_member().is_null() || view.demarshal_member(view.active_index(), *this) != _Caldane_FALSE;
-    const bool ends = parser->next() == CXmlPullParserBase::XML_END_TAG && parser->getName() == element;
+    const bool ends = parser->next() == XML_END_TAG && parser->getName() == element;
     return read && ends ? 1 : 0;
 }

@@ -79,8 +79,8 @@ int _SOAP_InStream::to_body() {
     bool saw_body = false;
     while (!saw_envelope || !saw_body) {
         const int event = parser->next();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return 0;
-        if (event != CXmlPullParserBase::START_TAG || !in_envelope_namespace(*parser)) continue;
+        if (event == XML_END_DOCUMENT) return 0;
+        if (event != START_TAG || !in_envelope_namespace(*parser)) continue;
         const CRefString name = parser->getName();
         if (same(name, "Envelope")) {
             saw_envelope = true;
@@ -107,8 +107,8 @@ void _SOAP_InStream::read_encoding_style() {
 int _SOAP_InStream::open_result() {
     for (;;) {
         const int event = parser->next();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return 0;
-        if (event == CXmlPullParserBase::START_TAG) break;
+        if (event == XML_END_DOCUMENT) return 0;
+        if (event == START_TAG) break;
     }
     operation_name_ = parser->getName();
     operation_namespace_ = parser->getNamespace();
@@ -119,8 +119,8 @@ int _SOAP_InStream::open_result() {
 int _SOAP_InStream::close_result() {
     for (;;) {
         const int event = parser->next();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return 0;
-        if (event == CXmlPullParserBase::XML_END_TAG && parser->getName() == operation_name_ &&
+        if (event == XML_END_DOCUMENT) return 0;
+        if (event == XML_END_TAG && parser->getName() == operation_name_ &&
             parser->getNamespace() == operation_namespace_)
             return 1;
     }
@@ -131,8 +131,8 @@ int _SOAP_InStream::close_envelope() {
     bool saw_body = false;
     for (;;) {
         const int event = parser->next();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return saw_envelope && saw_body ? 1 : 0;
-        if (event != CXmlPullParserBase::XML_END_TAG || !in_envelope_namespace(*parser)) continue;
+        if (event == XML_END_DOCUMENT) return saw_envelope && saw_body ? 1 : 0;
+        if (event != XML_END_TAG || !in_envelope_namespace(*parser)) continue;
         const CRefString name = parser->getName();
         if (same(name, "Envelope")) saw_envelope = true;
         if (same(name, "Body")) saw_body = true;

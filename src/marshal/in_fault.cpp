@@ -28,7 +28,7 @@ struct _SOAP_InStream::Fault {
 int _SOAP_InStream::read_fault(_Caldane_CallInfo& info) {
     _Caldane_CallException* holder = _Caldane_CallException::lookup_or_add(info);
     if (holder == nullptr) return 0;
-    if (parser->peekEvent() == CXmlPullParserBase::START_TAG && !same(parser->getName(), "Fault")) return 0;
+    if (parser->peekEvent() == START_TAG && !same(parser->getName(), "Fault")) return 0;
     Fault fault;
     if (!read_fault_elements(fault, *holder) || !fault.saw_code || !fault.saw_text) return 0;
     if (!fault.exception)
@@ -43,9 +43,9 @@ int _SOAP_InStream::read_fault(_Caldane_CallInfo& info) {
 bool _SOAP_InStream::read_fault_elements(Fault& fault, _Caldane_CallException& holder) {
     for (;;) {
         const int event = parser->next();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return false;
-        if (event == CXmlPullParserBase::XML_END_TAG && same(parser->getName(), "Fault")) return true;
-        if (event == CXmlPullParserBase::START_TAG) read_fault_element(fault, holder);
+        if (event == XML_END_DOCUMENT) return false;
+        if (event == XML_END_TAG && same(parser->getName(), "Fault")) return true;
+        if (event == START_TAG) read_fault_element(fault, holder);
     }
 }
 

@@ -52,7 +52,7 @@ constexpr EntryType kEntryTypes[] = {
 };
 
 /// The type that the first attribute whose value names one tells; without any, an entry is a string.
-EntryReader entry_reader(const CXmlPullParser& parser, int attribute_count) {
+EntryReader entry_reader(CXmlPullParser& parser, int attribute_count) {
     for (int i = 0; i < attribute_count; ++i) {
         const CRefString value = parser.getAttributeValue(i);
         for (const EntryType& type : kEntryTypes) {
@@ -70,11 +70,11 @@ int _SOAP_InStream::read_header() {
     _Caldane_Context& context = SOA::get_default_context();
     for (;;) {
         switch (parser->next()) {
-            case CXmlPullParserBase::XML_END_DOCUMENT:
+            case XML_END_DOCUMENT:
                 return 0;
-            case CXmlPullParserBase::XML_END_TAG:
+            case XML_END_TAG:
                 return same(parser->getName(), "Header") && in_envelope_namespace(*parser) ? 1 : 0;
-            case CXmlPullParserBase::START_TAG: {
+            case START_TAG: {
                 const int attributes = parser->getAttributeCount();
                 if (attributes <= 0) break;
                 const _Caldane_String name(parser->getName().c_str(), -1, Caldane::OWNERSHIP_COPY);

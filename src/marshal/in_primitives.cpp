@@ -32,18 +32,18 @@ int _SOAP_InStream::read_text(const char** text) {
     bool saw_text = false;
     for (;;) {
         switch (parser->next()) {
-            case CXmlPullParserBase::START_TAG:
+            case START_TAG:
                 saw_start = true;
                 break;
-            case CXmlPullParserBase::TEXT:
+            case TEXT:
                 text_ = parser->getText();
                 saw_text = true;
                 break;
-            case CXmlPullParserBase::XML_END_TAG:
+            case XML_END_TAG:
                 if (!saw_text) return saw_start ? 1 : 0;
                 *text = text_.c_str();
                 return text_.length();
-            case CXmlPullParserBase::XML_END_DOCUMENT:
+            case XML_END_DOCUMENT:
                 return 0;
             default:
                 break;
@@ -57,13 +57,13 @@ int _SOAP_InStream::read_payload(const char** text) {
     payload_->flush();
     for (;;) {
         const int event = parser->next();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return 0;
-        if (event == CXmlPullParserBase::TEXT) {
+        if (event == XML_END_DOCUMENT) return 0;
+        if (event == TEXT) {
             append(*payload_, parser->getText());
             continue;
         }
         const CRefString name = parser->getName();
-        const bool ends = event == CXmlPullParserBase::XML_END_TAG;
+        const bool ends = event == XML_END_TAG;
         if (is_payload(name)) {
             if (!ends) continue;
             *text = payload_->text();
@@ -78,8 +78,7 @@ int _SOAP_InStream::read_payload(const char** text) {
 int _SOAP_InStream::skip_to_end_tag() {
     for (;;) {
         const int event = parser->next();
-        if (event == CXmlPullParserBase::XML_END_TAG || event == CXmlPullParserBase::XML_END_DOCUMENT)
-            return 1;
+        if (event == XML_END_TAG || event == XML_END_DOCUMENT) return 1;
     }
 }
 
@@ -171,13 +170,13 @@ _Caldane_Boolean _SOAP_InStream::demarshal_string(char*&, _Caldane_ULong&) {
 
 _Caldane_Boolean _SOAP_InStream::demarshal_octets(unsigned char* out, _Caldane_ULong count) {
     constexpr _Caldane_Boolean kFailed = _Caldane_FALSE;
-    if (parser->peekEvent() != CXmlPullParserBase::START_TAG) return kFailed;
+    if (parser->peekEvent() != START_TAG) return kFailed;
     parser->next();
-    if (parser->next() != CXmlPullParserBase::TEXT) return kFailed;
+    if (parser->next() != TEXT) return kFailed;
     const CRefString text = parser->getText();
     const auto length = static_cast<std::size_t>(text.length());
     const OctetBuffer bytes = make_octets(base64_room(length));
     if (!bytes || base64_decode(text.c_str(), length, bytes.get()) != count) return kFailed;
     if (count != 0) std::memcpy(out, bytes.get(), count);
-    return _Caldane_Boolean(parser->next() == CXmlPullParserBase::XML_END_TAG ? 1 : 0);
+    return _Caldane_Boolean(parser->next() == XML_END_TAG ? 1 : 0);
 }

@@ -31,10 +31,6 @@ constexpr Word kWords[] = {
     {"Array", _Caldane_TypeRef::tk_array},          {"string", _Caldane_TypeRef::tk_string},
 };
 
-std::string_view view_of_text(const CRefString& text) {
-    return {text.c_str(), static_cast<std::size_t>(text.length())};
-}
-
 /// True when the word stands in the text with `ending` directly behind it.
 bool holds(std::string_view text, std::string_view word, std::string_view ending) {
     for (std::size_t at = text.find(word); at != std::string_view::npos; at = text.find(word, at + 1)) {
@@ -44,7 +40,7 @@ bool holds(std::string_view text, std::string_view word, std::string_view ending
 }
 
 /// A string of which the tag says that its length is 1 is a character.
-bool is_single_character(const CXmlPullParser& parser) {
+bool is_single_character(CXmlPullParser& parser) {
     const int count = parser.getAttributeCount();
     for (int i = 0; i < count; ++i) {
         if (same(parser.getAttributeName(i), "length") &&
@@ -55,7 +51,7 @@ bool is_single_character(const CXmlPullParser& parser) {
 }
 
 /// The kind that the first word found stands for; `tk_null` for none, which means a type with a name.
-Kind kind_in(std::string_view text, std::string_view ending, const CXmlPullParser& parser) {
+Kind kind_in(std::string_view text, std::string_view ending, CXmlPullParser& parser) {
     for (const Word& word : kWords) {
         if (!holds(text, word.text, ending)) continue;
         if (word.kind == _Caldane_TypeRef::tk_string && is_single_character(parser))
@@ -66,10 +62,11 @@ Kind kind_in(std::string_view text, std::string_view ending, const CXmlPullParse
 }
 
 /// The type that a text tells by its name behind `prefix:`; of kind null when there is none.
-_Caldane_TypeRef type_named(std::string_view text, const CXmlPullParser& parser) {
+_Caldane_TypeRef type_named(std::string_view text, CXmlPullParser& parser) {
     const std::size_t colon = text.find(':');
     if (colon == std::string_view::npos) return {};
-    const CRefString prefix(text.data(), 0, static_cast<int>(colon));
+    CRefString prefix;
+    if (!CRefString::create(prefix, text.data(), colon)) return {};
     const CRefString uri = parser.getNamespace(prefix);
     const std::string_view name = text.substr(colon + 1);
     // What octets are written as has no type of its own in IDL.
@@ -117,13 +114,13 @@ bool _SOAP_InStream::may_declare(std::int64_t elements) {
 int _SOAP_InStream::demarshal_type(_Caldane_TxType& value) {
     _Caldane_TypeRef* type = _Caldane_TypeRef::_down_cast(_Caldane_AnyRef(value));
     assert(type != nullptr && "tcval");
-    if (parser->peekEvent() != CXmlPullParserBase::START_TAG) return 0;
+    if (parser->peekEvent() != START_TAG) return 0;
     ++types_read;
     const int count = parser->getAttributeCount();
     for (int i = 0; i < count; ++i) {
         if (!same(parser->getAttributeName(i), "type")) continue;
         const CRefString attribute = parser->getAttributeValue(i);
-        const std::string_view text = view_of_text(attribute);
+        const std::string_view text = attribute.view();
         const Kind kind = text.find('[') != std::string_view::npos ? _Caldane_TypeRef::tk_array
                                                                    : kind_in(text, "", *parser);
         return store_type(*type, kind, text, *parser, 1) ? 1 : 0;
@@ -159,7 +156,7 @@ _Caldane_Boolean _SOAP_TypeInStream::demarshal(_Caldane_TxType& value) {
         const CRefString name = outer_parser->getAttributeName(i);
         if (std::strcmp(name.c_str(), "arrayType") != 0 && std::strcmp(name.c_str(), "type") != 0) continue;
         const CRefString attribute = outer_parser->getAttributeValue(i);
-        const std::string_view text = view_of_text(attribute);
+        const std::string_view text = attribute.view();
         const std::size_t bracket = text.find('[');
         if (bracket == std::string_view::npos) continue;
         const Kind kind = kind_in(text, "[", *outer_parser);

@@ -20,13 +20,12 @@ std::int32_t number_at(const char* text) {
 
 }  // namespace
 
-IndexList IndexList::parse(const CXmlPullParser& parser, std::string_view key) {
+IndexList IndexList::parse(CXmlPullParser& parser, std::string_view key) {
     IndexList list;
     const int count = parser.getAttributeCount();
     for (int i = 0; i < count; ++i) {
         const CRefString name = parser.getAttributeName(i);
-        const std::string_view name_text(name.c_str(), static_cast<std::size_t>(name.length()));
-        if (name_text.find(key) == std::string_view::npos) continue;
+        if (name.view().find(key) == std::string_view::npos) continue;
         const CRefString value = parser.getAttributeValue(i);
         const char* at = std::strchr(value.c_str(), '[');
         if (at == nullptr || std::strchr(value.c_str(), ']') == nullptr) return {};

@@ -13,7 +13,7 @@ class IndexList {
 public:
     /// Looks through the attributes of the current tag for names that hold `key`; the last with brackets in
     /// its value counts, and one without brackets leaves nothing.
-    static IndexList parse(const CXmlPullParser& parser, std::string_view key);
+    static IndexList parse(CXmlPullParser& parser, std::string_view key);
 
     /// One for each dimension.
     static IndexList zeros(std::size_t dimensions);

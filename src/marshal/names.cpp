@@ -3,7 +3,7 @@
 
 namespace marshal_names {
 
-bool marked_nil(const CXmlPullParser& parser) {
+bool marked_nil(CXmlPullParser& parser) {
     const int count = parser.getAttributeCount();
     for (int i = 0; i < count; ++i) {
         const CRefString name = parser.getAttributeName(i);
@@ -15,7 +15,7 @@ bool marked_nil(const CXmlPullParser& parser) {
     return false;
 }
 
-bool typed_base64(const CXmlPullParser& parser) {
+bool typed_base64(CXmlPullParser& parser) {
     const int count = parser.getAttributeCount();
     for (int i = 0; i < count; ++i) {
         if (same(parser.getAttributeName(i), "type") && parser.getAttributeValue(i).find("base64", 0) >= 0)

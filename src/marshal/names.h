@@ -18,15 +18,15 @@ bool same(const CRefString& name, const char (&text)[Size]) {
 }
 
 /// True when the element of the current tag stands in the namespace of the envelope.
-inline bool in_envelope_namespace(const CXmlPullParser& parser) {
+inline bool in_envelope_namespace(CXmlPullParser& parser) {
     return same(parser.getNamespace(), NS_SOAP_ENV);
 }
 
 /// True when the tag ahead marks its value as nil: an attribute `null` of any value, or `nil` of the schema
 /// instance namespace that says so.
-bool marked_nil(const CXmlPullParser& parser);
+bool marked_nil(CXmlPullParser& parser);
 
 /// True when a type attribute of the current tag names a base64 type.
-bool typed_base64(const CXmlPullParser& parser);
+bool typed_base64(CXmlPullParser& parser);
 
 }  // namespace marshal_names

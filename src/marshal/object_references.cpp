@@ -70,7 +70,7 @@ int _SOAP_InStream::demarshal_object(_Caldane_Object& object) {
     _IOP_ProfileList profiles;
     bool secure = false;
     if (demarshal(static_cast<_Caldane_TxType&>(type_id)) == _Caldane_FALSE) return 0;
-    if (parser->next() == CXmlPullParserBase::START_TAG) {
+    if (parser->next() == START_TAG) {
         if (!same(parser->getName(), "profiles") || !read_profiles(profiles, secure)) return 0;
     }
     _IOP_IOR* reference = _IOP_IOR::generate(type_id, profiles);
@@ -88,13 +88,12 @@ bool _SOAP_InStream::read_profiles(_IOP_ProfileList& profiles, bool& secure) {
     for (;;) {
         const int event = parser->next();
         const CRefString name = parser->getName();
-        if (event == CXmlPullParserBase::XML_END_TAG) return same(name, "profiles");
-        if (!same(name, "ProfileId") || parser->next() != CXmlPullParserBase::TEXT) return false;
+        if (event == XML_END_TAG) return same(name, "profiles");
+        if (!same(name, "ProfileId") || parser->next() != TEXT) return false;
         const auto tag = static_cast<_Caldane_ULong>(integer_in(parser->getText().c_str()));
         parser->next();
         parser->next();
-        if (!same(parser->getName(), "profile_data") || parser->next() != CXmlPullParserBase::TEXT)
-            return false;
+        if (!same(parser->getName(), "profile_data") || parser->next() != TEXT) return false;
         const CRefString text = parser->getText();
         constexpr char kSecure[] = "https:";
         if (std::strncmp(text.c_str(), kSecure, sizeof kSecure - 1) == 0) secure = true;

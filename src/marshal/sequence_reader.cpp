@@ -19,7 +19,7 @@ int SequenceReader::read() {
     }
     if (dimensions > static_cast<std::size_t>(_SOAP_InStream::kMaxDepth)) return 0;
     const CRefString element = parser.getName();
-    if (parser.peekEvent() == CXmlPullParserBase::XML_END_TAG) return finish_empty();
+    if (parser.peekEvent() == XML_END_TAG) return finish_empty();
     return read_items(element) && close_rows(0) ? 1 : 0;
 }
 
@@ -34,8 +34,8 @@ int SequenceReader::finish_empty() {
 bool SequenceReader::read_items(const CRefString& element) {
     for (;;) {
         const int event = parser.peekEvent();
-        if (event == CXmlPullParserBase::XML_END_DOCUMENT) return false;
-        if (event == CXmlPullParserBase::XML_END_TAG) {
+        if (event == XML_END_DOCUMENT) return false;
+        if (event == XML_END_TAG) {
             if (!(parser.getName() == element)) return false;
             parser.next();
             return true;
@@ -49,7 +49,7 @@ bool SequenceReader::move_to_position() {
     const int count = parser.getAttributeCount();
     for (int i = 0; i < count; ++i) {
         if (parser.getAttributeName(i).find("position", 0) < 0) continue;
-        if (!close_rows(1)) return false;
+        if (open_levels > 1 && !close_rows(1)) return false;
         index = IndexList::parse(parser, "position");
         if (!index.found()) index = IndexList::zeros(dimensions);
         break;
@@ -67,6 +67,7 @@ bool SequenceReader::place_item() {
         row = row_below(*row, d);
         if (row == nullptr) return false;
     }
+    open_levels = dimensions;
     const auto last = static_cast<_Caldane_ULong>(index[dimensions - 1]);
     if (row->_demarshal_content(last, in) == _Caldane_FALSE) return false;
     if (typecodes) in.skip_element();
@@ -104,16 +105,17 @@ bool SequenceReader::step() {
     return true;
 }
 
-/// Gives the rows on the way to the index, those of dimension `from` and further in, their declared length.
+/// Leaves the rows that items went into last, those of dimension `from` and further in: each gets its
+/// declared length.
 bool SequenceReader::close_rows(std::size_t from) {
     _Caldane_AddressableSequence* row = &sequence;
-    for (std::size_t d = 0;; ++d) {
+    for (std::size_t d = 0; row != nullptr; ++d) {
         if (d >= from && sized(d) && row->length() != static_cast<_Caldane_ULong>(sizes[d]) &&
             !set_length(*row, sizes[d]))
             return false;
-        if (d + 1 == dimensions || index[d] < 0 || static_cast<_Caldane_ULong>(index[d]) >= row->length())
-            return true;
+        if (d + 1 >= open_levels) break;
         row = row_below(*row, d);
-        if (row == nullptr) return true;
     }
+    if (open_levels > from) open_levels = from;
+    return true;
 }

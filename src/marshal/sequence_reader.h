@@ -38,5 +38,6 @@ private:
     IndexList sizes;
     IndexList index;
     std::size_t dimensions = 1;
+    std::size_t open_levels = 0;  // rows on the way to the last item, the outermost included
     bool typecodes;
 };

@@ -55,6 +55,10 @@ public:
     /// Deletes the body writer without sending anything more.
     void drop_body();
 
+    /// True when memory ended while the body was gathered: `close_body` will then send nothing of it, since
+    /// with a gap it must not look whole. `discard` mends it.
+    bool body_lost() const { return writer != nullptr && writer->status() != 0; }
+
     /// True while a body writer exists.
     bool body_open() const { return writer != nullptr; }
 

@@ -21,11 +21,11 @@ _Caldane_Boolean outcome(bool good) {
 
 bool XsdInStream::to_text() {
     outer_parser->next();
-    return outer_parser->next() == CXmlPullParserBase::TEXT;
+    return outer_parser->next() == TEXT;
 }
 
 bool XsdInStream::at_end() {
-    return outer_parser->next() == CXmlPullParserBase::XML_END_TAG;
+    return outer_parser->next() == XML_END_TAG;
 }
 
 _Caldane_Boolean _SOAP_Base64InStream::demarshal(_Caldane_TxType& value) {

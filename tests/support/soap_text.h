@@ -34,14 +34,15 @@ private:
 /// Gives out a text, at most `piece` bytes at a time.
 class MemorySource final : public CInputStream {
 public:
-    explicit MemorySource(std::string from, int piece_size = 1 << 20) : text(std::move(from)), piece(piece_size) {}
+    explicit MemorySource(std::string from, int piece_size = 1 << 20)
+        : text(std::move(from)), piece(piece_size) {}
     int get() override {
         char c;
         return read(&c, 1) == 1 ? static_cast<unsigned char>(c) : -1;
     }
     int read(char* buffer, int length) override {
-        const std::size_t now = std::min({static_cast<std::size_t>(length), static_cast<std::size_t>(piece),
-                                          text.size() - at});
+        const std::size_t now =
+            std::min({static_cast<std::size_t>(length), static_cast<std::size_t>(piece), text.size() - at});
         std::memcpy(buffer, text.data() + at, now);
         at += now;
         return static_cast<int>(now);
@@ -90,7 +91,8 @@ public:
         return in.open_envelope_from(std::make_unique<MemorySource>(head + body));
     }
 
-    /// Puts `values` into an envelope and reads up to the first of them; `attributes` go to the element around.
+    /// Puts `values` into an envelope and reads up to the first of them; `attributes` go to the element
+    /// around.
     bool open_values(const std::string& values, bool encoded = false, const std::string& attributes = "") {
         return open(envelope(values, encoded, attributes)) == 1 && in.open_result() == 1;
     }
@@ -98,7 +100,8 @@ public:
     static std::string envelope(const std::string& values, bool encoded, const std::string& attributes = "") {
         std::string text =
             "<E:Envelope xmlns:E='http://schemas.xmlsoap.org/soap/envelope/'"
-            " xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance' xmlns:xsd='http://www.w3.org/2001/XMLSchema'"
+            " xmlns:xsi='http://www.w3.org/2001/XMLSchema-instance' "
+            "xmlns:xsd='http://www.w3.org/2001/XMLSchema'"
             " xmlns:SOAP-ENC='http://schemas.xmlsoap.org/soap/encoding/'";
         if (encoded) text += " E:encodingStyle='http://schemas.xmlsoap.org/soap/encoding/'";
         return text + "><E:Body><r " + attributes + ">" + values + "</r></E:Body></E:Envelope>";

@@ -10,6 +10,7 @@ class Color final : public _Caldane_Enum<Color> {
 public:
     enum _Value : _Caldane_ULong { RED, GREEN, BLUE };
     Color(_Value initial = RED) : _Caldane_Enum(initial) {}
+    friend bool operator==(const Color& a, const Color& b) { return a._equals(b); }
     static const _Caldane_EnumInfo& _info() {
         static constexpr std::string_view kMembers[] = {"RED", "GREEN", "BLUE"};
         static constexpr _Caldane_EnumInfo kInfo{{"IDL:t/Color:1.0", "Color", "urn:t"}, kMembers};
