@@ -34,50 +34,55 @@ _Caldane_Any& _Caldane_Any::operator=(_Caldane_Any&& other) noexcept {
 }
 
 bool _Caldane_Any::assign(_Caldane_AnyConstRef original) {
+    // The copy comes first in either case: the original may be a part of what is held now.
     if (const _Caldane_TxType* const object = original._tx_type()) {
-        // The copy comes first: the original may be a part of what is held now.
         _Caldane_TxType* const copy = object->_clone()._tx_type();
         clear();
         object_ = copy;
         return copy != nullptr;
     }
     const Kind kind = original._get_typeref().kind();
-    const Primitive before = primitive_;
-    const void* const source = original._address() == &primitive_ ? &before : original._address();
+    const Primitive copy = copy_of(kind, original._address());
     clear();
+    kind_ = kind;
+    primitive_ = copy;
+    return true;
+}
+
+_Caldane_Any::Primitive _Caldane_Any::copy_of(Kind kind, const void* source) {
+    Primitive copy;
     switch (kind) {
         case _Caldane_TypeRef::tk_short:
-            primitive_.short_value = *static_cast<const short*>(source);
+            copy.short_value = *static_cast<const short*>(source);
             break;
         case _Caldane_TypeRef::tk_long:
-            primitive_.long_value = *static_cast<const _Caldane_Long*>(source);
+            copy.long_value = *static_cast<const _Caldane_Long*>(source);
             break;
         case _Caldane_TypeRef::tk_ushort:
-            primitive_.ushort_value = *static_cast<const unsigned short*>(source);
+            copy.ushort_value = *static_cast<const unsigned short*>(source);
             break;
         case _Caldane_TypeRef::tk_ulong:
-            primitive_.ulong_value = *static_cast<const _Caldane_ULong*>(source);
+            copy.ulong_value = *static_cast<const _Caldane_ULong*>(source);
             break;
         case _Caldane_TypeRef::tk_float:
-            primitive_.float_value = *static_cast<const float*>(source);
+            copy.float_value = *static_cast<const float*>(source);
             break;
         case _Caldane_TypeRef::tk_double:
-            primitive_.double_value = *static_cast<const double*>(source);
+            copy.double_value = *static_cast<const double*>(source);
             break;
         case _Caldane_TypeRef::tk_boolean:
-            primitive_.boolean_value = *static_cast<const _Caldane_Boolean*>(source);
+            copy.boolean_value = *static_cast<const _Caldane_Boolean*>(source);
             break;
         case _Caldane_TypeRef::tk_char:
-            primitive_.char_value = *static_cast<const char*>(source);
+            copy.char_value = *static_cast<const char*>(source);
             break;
         case _Caldane_TypeRef::tk_octet:
-            primitive_.octet_value = *static_cast<const unsigned char*>(source);
+            copy.octet_value = *static_cast<const unsigned char*>(source);
             break;
         default:
-            return true;
+            break;
     }
-    kind_ = kind;
-    return true;
+    return copy;
 }
 
 bool _Caldane_Any::make(const _Caldane_TypeRef& type) {

@@ -2,6 +2,7 @@
 #include <caldane/addressable.h>
 
 #include <memory>
+#include <new>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -134,10 +135,35 @@ TEST(Views, SequenceKeepsItsBound) {
     EXPECT_EQ(view->_block(), &numbers[0]);
 }
 
+namespace {
+
+/// An element for which memory ends after a number of new ones.
+class Greedy final : public _Caldane_Struct<Greedy> {
+public:
+    Greedy() {
+        if (left-- == 0) throw std::bad_alloc();
+    }
+    static const _Caldane_StructInfo& _info() { return Nothing::_info(); }
+
+    static inline int left = 0;
+};
+
+}  // namespace
+
 TEST(Views, SequenceRefusesALengthThatNoMemoryHolds) {
-    _Caldane_Sequence<_Caldane_Array<Matrix, 4096>> huge;
-    EXPECT_FALSE(huge.length(0xFFFFFFFF));
-    EXPECT_EQ(huge.length(), 0u);
+    _Caldane_Sequence<Greedy> elements;
+    Greedy::left = 2;
+    ASSERT_TRUE(elements.length(2));
+    for (int n = 0; n < 3; ++n) {
+        Greedy::left = n;
+        EXPECT_FALSE(elements.length(5));
+        EXPECT_EQ(elements.length(), 2u);
+    }
+    Greedy::left = 1;
+    TokenInStream in({"ulong 2"});
+    EXPECT_FALSE(elements._demarshal(in));
+    Greedy::left = 3;
+    EXPECT_TRUE(elements.length(3 + elements.length()));
 }
 
 TEST(Views, OnlyNumbersLieInBlocks) {

@@ -75,6 +75,7 @@ private:
         unsigned char octet_value;
     };
 
+    static Primitive copy_of(_Caldane_TypeRef::_ENUM_TCKind kind, const void* source);
     _Caldane_AnyRef inside() const;
     void take(_Caldane_Any& other) noexcept;
 
