@@ -174,6 +174,10 @@ int vqNetShutdownWrite(vqSocket socket) {
     return outcome(shutdown(socket, SHUT_WR));
 }
 
+int vqNetShutdownRead(vqSocket socket) {
+    return outcome(shutdown(socket, SHUT_RD));
+}
+
 int vqNetSend(vqSocket socket, const char* data, int length, int flags) {
     if (length < 0) return vq_fail(EINVAL), -1;
     for (;;) {

@@ -61,7 +61,7 @@ void relay(vqSocket client, vqSocket server) {
     if (vqHandleCreate(&handle) != VQOK) return;
     for (bool open = true; open;) {
         vqHandleClearAllResources(handle);
-        for (const Direction& d : directions) vqHandleAddResourceMode(handle, d.from, 1);
+        for (const Direction& d : directions) static_cast<void>(vqHandleAddResourceMode(handle, d.from, 1));
         const vqTimeout minute = {60, 0};
         if (vqBlock(handle, &minute) != 0) continue;
         for (const Direction& d : directions) {

@@ -45,6 +45,10 @@ int vqNetClose(vqSocket* socket);
 /// Tells the peer that nothing more will be sent; reading goes on.
 int vqNetShutdownWrite(vqSocket socket);
 
+/// Ends reading: what has arrived can still be read, then the end of input is found; also by a thread that
+/// waits in a receive now.
+int vqNetShutdownRead(vqSocket socket);
+
 /// Sends what the system takes at once, which may be less than `length`: the count, or -1.
 [[nodiscard]] int vqNetSend(vqSocket socket, const char* data, int length, int flags);
 

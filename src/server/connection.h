@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <pelthread/memory.h>
+#include <pelthread/mutex.h>
+#include <vqsys/handle.h>
+#include <vqsys/types.h>
+
+#include <atomic>
+#include <cstdint>
+
+class CSecureChannel;
+class _SOAP_ConnectionList;
+
+/// One accepted connection: idle in the list, or owned by exactly one task.
+struct _SOAP_Connection {
+    PEL_HEAP_OBJECT
+
+    _SOAP_Connection(vqSocket accepted, std::uint16_t listener_port, _SOAP_ConnectionList* owner);
+
+    /// Ends the encrypted session, if there is one.
+    void stop_tls();
+    /// Closes the socket and gives its unit back; the record itself stays.
+    void close();
+
+    _SOAP_Connection* link = nullptr;  ///< next in the list
+    _SOAP_Connection* back = nullptr;  ///< previous in the list
+    std::int32_t last_used;            ///< seconds; when it was accepted or last given back
+    vqSocket socket;
+    vqHandle block_handle;
+    _SOAP_ConnectionList* list;
+    std::uint16_t port;  ///< of the listener that accepted it
+    CSecureChannel* channel = nullptr;
+};
+
+/// Seconds of the clock by which connections are idle.
+std::int32_t idle_clock();
+
+/// The idle connections of a server, and those that tasks are working on. All operations lock.
+///
+/// The list owns the wait handle in which idle connections are watched: appending a connection watches it at
+/// once, also while the server waits. Server and tasks hold references, the last of which deletes the list, so
+/// that a task that outlives its server touches nothing that is gone.
+class _SOAP_ConnectionList {
+public:
+    PEL_HEAP_OBJECT
+
+    _SOAP_ConnectionList();
+    _SOAP_ConnectionList(const _SOAP_ConnectionList&) = delete;
+    _SOAP_ConnectionList& operator=(const _SOAP_ConnectionList&) = delete;
+
+    /// False when the system had no wait handle left; only `release` may follow.
+    bool usable() const { return handle_ != nullptr; }
+    vqHandle handle() const { return handle_; }
+
+    void add_ref() { references.fetch_add(1, std::memory_order_relaxed); }
+    void release();
+
+    /// Puts a connection at the tail and watches it; from then on it is the list's. False if it is null, cannot
+    /// be watched, or the list was closed: it stays the caller's then.
+    bool append(_SOAP_Connection* connection);
+
+    /// Takes the connection with this socket out, null if there is none. It is watched no longer once its
+    /// readiness was reported.
+    _SOAP_Connection* remove(vqSocket socket);
+
+    /// Ends the list: takes out all connections, one after the other, until null comes; `append` fails from now on.
+    _SOAP_Connection* close_next();
+
+    int idle_count();
+
+    /// A task takes a connection that was removed, and is going to read a request from it.
+    void task_begins(_SOAP_Connection* connection);
+    /// The task is about to read a further request.
+    void read_begins(_SOAP_Connection* connection);
+    /// The request is there, or will not come.
+    void read_ends(_SOAP_Connection* connection);
+    /// The task has nothing to do with the list any more; the list may be gone then.
+    void task_ends();
+
+    /// Ends the reading of requests that are not all there: those who wait for bytes find the end of input.
+    void stop_reading();
+
+    /// Waits until no task is left, at most `seconds`; true if that came.
+    bool await_tasks(double seconds);
+
+    PEL_Mutex& mutex() { return mutex_; }
+    _SOAP_Connection* head() const { return head_; }
+
+private:
+    ~_SOAP_ConnectionList();
+    bool index(_SOAP_Connection* connection);
+    void unlink(_SOAP_Connection* connection);
+
+    struct Slot {
+        _SOAP_Connection* idle = nullptr;
+        bool reading = false;
+    };
+
+    _SOAP_Connection* head_ = nullptr;
+    _SOAP_Connection* tail_ = nullptr;
+    PEL_Mutex mutex_;
+    vqHandle handle_ = nullptr;
+    Slot* slots = nullptr;  ///< by socket number
+    int slot_count = 0;
+    int idle = 0;
+    bool closed = false;
+    std::atomic<int> tasks = 0;
+    std::atomic<int> references = 1;
+};
+
+/// Stands at the head of a list and keeps it locked while it lives. The connection given last may be removed.
+class _SOAP_ConnectionIterator {
+public:
+    explicit _SOAP_ConnectionIterator(_SOAP_ConnectionList& list) : lock(list.mutex()), current(list.head()) {}
+
+    /// The current connection, null at the end; steps on before it returns.
+    _SOAP_Connection* next() {
+        _SOAP_Connection* const given = current;
+        if (given != nullptr) current = given->link;
+        return given;
+    }
+
+private:
+    PEL_Lock lock;
+    _SOAP_Connection* current;
+};
