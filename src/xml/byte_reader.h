@@ -3,52 +3,55 @@
 
 #include <pelthread/memory.h>
 
-#include "streams/ref_string.h"
-#include "streams/stream.h"
+class CInputStream;
 
-/// Fetches the bytes of a document in blocks and decodes single characters. Never throws.
+/// Codes of the encodings that are decoded; any other name leaves a byte a character.
+enum XmlEncoding : int {
+    XML_SINGLE_BYTE = 900,
+    XML_UTF_8 = 902,
+    XML_UTF_16LE = 904,
+    XML_UTF_16BE = 905,
+};
+
+/// Fetches blocks of a body for the parser and decodes single characters.
+///
+/// The stream is borrowed. Nothing throws; `status` tells whether construction succeeded.
 class CXmlByteReader {
 public:
     PEL_HEAP_OBJECT
 
-    /// Encoding codes.
-    static constexpr int kBytes = 900;  ///< each byte is a character, as a signed value
-    static constexpr int kUtf8 = 902;
-    static constexpr int kUtf16LittleEndian = 904;
-    static constexpr int kUtf16BigEndian = 905;
+    static constexpr int kBlockSize = 512;
 
-    static constexpr int kBlock = 512;
-
-    /// The stream stays the caller's. A block size below 1 means `kBlock`.
-    CXmlByteReader(CInputStream* stream, const CRefString& encodingName, int blockSize);
+    /// A `block_size` below 1 means 512. The name of the encoding is compared without regard to case.
+    CXmlByteReader(CInputStream* input, const char* encoding_name, int block_size);
     ~CXmlByteReader();
     CXmlByteReader(const CXmlByteReader&) = delete;
     CXmlByteReader& operator=(const CXmlByteReader&) = delete;
 
-    /// 0, -101 if the stream was null, -102 if there was no memory for the block.
-    int getStatus() const { return status; }
-    int getCode() const { return code; }
-
-    /// Up to `wanted` bytes into `destination`; what the stream gives at its end, 0 or -1, if there are none.
+    /// Up to `wanted` bytes, at most one block of the stream; -1 or 0 when no more come.
     int readBlock(char* destination, int wanted);
 
-    /// One byte as 0..255, or -1.
+    /// One byte as 0 to 255, or -1.
     int readByte();
 
-    /// The character at `position` of `buffer`, which holds `count` bytes; moves `position` behind it. The
-    /// tail of a character that crosses the end is read on from the stream. -1 for a malformed sequence.
+    /// The next character of `buffer`, moving `position`; the rest of one that is cut off at `count` comes
+    /// from the stream. -1 for a malformed sequence or when that read fails.
     int decodeChar(const char* buffer, int& position, int count);
 
+    /// 0, -101 for a null stream, -102 when the block could not be allocated.
+    int status() const { return status_; }
+    int encoding() const { return code; }
+
 private:
-    bool fill();
+    bool refill();
     int decode_utf8(const char* buffer, int& position, int count);
     int decode_utf16(const char* buffer, int& position, int count);
 
-    char* block = nullptr;  ///< owned
-    const char* blockEnd = nullptr;
-    const char* cursor = nullptr;
-    int capacity = kBlock;
-    CInputStream* stream = nullptr;
-    int status = 0;
-    int code = kBytes;
+    char* block = nullptr;
+    char* blockEnd = nullptr;
+    char* cursor = nullptr;
+    int capacity;
+    CInputStream* stream;
+    int status_ = 0;
+    int code = XML_SINGLE_BYTE;
 };

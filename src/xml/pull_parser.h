@@ -5,136 +5,119 @@
 
 #include <cstdint>
 #include <memory>
+#include <string_view>
 
 #include "streams/ref_string.h"
-#include "streams/stream.h"
 #include "xml/byte_reader.h"
-#include "xml/entity_list.h"
-#include "xml/growing_table.h"
-#include "xml/name_table.h"
-#include "xml/namespace_table.h"
+#include "xml/growing_array.h"
+#include "xml/multi_references.h"
+#include "xml/namespace_scopes.h"
 #include "xml/pull_parser_exception.h"
-#include "xml/text_buffer.h"
-#include "xml/xml_chars.h"
 
-class MultiReferences;
+class CInputStream;
 
-/// What a reader of XML asks of a parser: one event at a time, and what belongs to the current event.
-class CXmlPullParserBase {
-public:
-    /// Events. `next` gives only `XML_END_DOCUMENT`, `START_TAG`, `XML_END_TAG` and `TEXT`.
-    enum Event : int {
-        XML_START_DOCUMENT = 1,  ///< before the first step
-        XML_END_DOCUMENT = 2,    ///< input ended with no element open
-        START_TAG = 3,
-        XML_END_TAG = 4,  ///< also the second half of an empty element
-        TEXT = 5,
-        XML_CDSECT = 6,
-        XML_ENTITY_REF = 7,
-        XML_IGNORABLE_WHITESPACE = 8,
-        XML_PROCESSING_INSTRUCTION = 9,
-        XML_COMMENT = 10,
-        XML_DOCDECL = 11,
-        XML_LEGACY = 12,  ///< inside: markup that opens with `<!` or `<?` and is not yet told apart
-        XML_DECL = 13     ///< inside: an XML declaration was read
-    };
-
-    virtual ~CXmlPullParserBase() = default;
-    CXmlPullParserBase(const CXmlPullParserBase&) = delete;
-    CXmlPullParserBase& operator=(const CXmlPullParserBase&) = delete;
-
-    /// Makes `&key;` stand for `value`. The first of two equal keys wins; an empty value counts as none.
-    virtual void defineEntityReplacementText(const CRefString& key, const CRefString& value) = 0;
-    /// The encoding, detected or declared.
-    virtual CRefString getInputEncoding() const = 0;
-    /// From now on names are split and prefixes resolved. To be called before the first step.
-    virtual void setProcessNamespaces() = 0;
-    /// Code of the last error, 0 if none.
-    virtual int getErrorCode() const = 0;
-    /// Attributes of the current start tag, declarations of namespaces included; -1 at every other event.
-    virtual int getAttributeCount() const = 0;
-    /// The parts of attribute `index`; empty if there is no such attribute.
-    virtual CRefString getAttributeName(int index) const = 0;
-    virtual CRefString getAttributeNamespace(int index) const = 0;
-    virtual CRefString getAttributePrefix(int index) const = 0;
-    /// Value of the first attribute of that name and, unless `namespaceUri` is empty, that namespace.
-    virtual CRefString getAttributeValue(const CRefString& namespaceUri, const CRefString& name) const = 0;
-    virtual CRefString getAttributeValue(int index) const = 0;
-    /// Column and line of the last character read.
-    virtual int getColumnNumber() const = 0;
-    /// Elements open; one counts during its own start and end tag.
-    virtual int getDepth() const = 0;
-    virtual int getLineNumber() const = 0;
-    /// Local name of the current element, or its raw name while namespaces are not processed.
-    virtual CRefString getName() const = 0;
-    /// URI bound to `prefix` where the parser stands; empty if none. An empty prefix asks for the default.
-    virtual CRefString getNamespace(const CRefString& prefix) const = 0;
-    /// URI and prefix of the current element.
-    virtual CRefString getNamespace() const = 0;
-    virtual CRefString getPrefix() const = 0;
-    /// Text of the current event, empty for tags.
-    virtual CRefString getText() const = 0;
-    virtual int getEventType() const = 0;
-    /// Whether the current start tag ended in `/>`; throws (-104) at another event.
-    virtual bool isEmptyElementTag() = 0;
-    /// Whether the current text is all blanks; throws (-104) where there is no text.
-    virtual bool isWhitespace() = 0;
-    /// The next event; adjacent texts, CDATA and references are one `TEXT`, comments and the like dropped.
-    virtual int next() = 0;
-    /// The next token as it stands in the document.
-    virtual int nextToken() = 0;
-    /// What `next` will give. The getters describe that event from now on.
-    virtual int peekEvent() = 0;
-
-protected:
-    CXmlPullParserBase() = default;
+/// What a step of the parser found.
+enum XmlEvent : int {
+    XML_START_DOCUMENT = 1,
+    XML_END_DOCUMENT = 2,
+    START_TAG = 3,
+    XML_END_TAG = 4,
+    TEXT = 5,
+    XML_CDSECT = 6,
+    XML_ENTITY_REF = 7,
+    XML_IGNORABLE_WHITESPACE = 8,
+    XML_PROCESSING_INSTRUCTION = 9,
+    XML_COMMENT = 10,
+    XML_DOCDECL = 11,
+    XML_LEGACY = 12,
+    XML_DECL = 13,
 };
 
-/// Pulls events out of a byte stream. Builds no tree and never recurses; its memory is that of the largest
-/// token, of the open elements, and, once an element bears an `id`, of the text from there on.
+/// A source of XML events that its user pulls one at a time.
 ///
-/// The stream stays the caller's and must outlive the parser. Every failure is thrown as a
-/// `CXmlPullParserException`, and the first one is final: the tables are gone, only the error's code and
-/// position, depth, event, name, prefix, namespace and text may still be asked. One thread at a time.
+/// Names are compared without regard to case throughout. Text is held one byte a character: a decoded
+/// character is stored as its low eight bits. Whatever cannot be read throws `CXmlPullParserException`, after
+/// which only the position, the error code and the texts of the current element may be asked for.
+class CXmlPullParserBase {
+public:
+    virtual ~CXmlPullParserBase() = default;
+
+    /// Makes `&key;` stand for `value`. The first of two equal keys counts, the five predefined ones first.
+    virtual void defineEntityReplacementText(const CRefString& key, const CRefString& value) = 0;
+    virtual CRefString getInputEncoding() = 0;
+    /// Switches on prefixes and namespaces; before the first step.
+    virtual void setProcessNamespaces() = 0;
+    /// Code of the last error, 0 if there was none.
+    virtual int getErrorCode() = 0;
+    /// Attributes of the current start tag; -1 at every other event.
+    virtual int getAttributeCount() = 0;
+    /// Empty beyond the last attribute, like the three that follow.
+    virtual CRefString getAttributeName(int index) = 0;
+    virtual CRefString getAttributeNamespace(int index) = 0;
+    virtual CRefString getAttributePrefix(int index) = 0;
+    /// Value of the first attribute of that name, in that namespace unless `namespaceUri` is empty.
+    virtual CRefString getAttributeValue(const CRefString& namespaceUri, const CRefString& name) = 0;
+    virtual CRefString getAttributeValue(int index) = 0;
+    /// Position of the last character read.
+    virtual int getColumnNumber() = 0;
+    /// Elements now open; an element counts until its end tag was left.
+    virtual int getDepth() = 0;
+    virtual int getLineNumber() = 0;
+    virtual CRefString getName() = 0;
+    /// The URI that a prefix is bound to here; an empty prefix asks for the default namespace.
+    virtual CRefString getNamespace(const CRefString& prefix) = 0;
+    virtual CRefString getNamespace() = 0;
+    virtual CRefString getPrefix() = 0;
+    virtual CRefString getText() = 0;
+    virtual int getEventType() = 0;
+    /// Throws unless the event is a start tag.
+    virtual bool isEmptyElementTag() = 0;
+    /// Throws unless the event is text.
+    virtual bool isWhitespace() = 0;
+    /// The next start tag, end tag, text or end of document: adjacent text is one event, comments, processing
+    /// instructions and the document type declaration are left out.
+    virtual int next() = 0;
+    /// The next token as it stands.
+    virtual int nextToken() = 0;
+    /// What `next` would give, without consuming it; the getters describe it from now on.
+    virtual int peekEvent() = 0;
+};
+
+/// The one implementation: reads the stream only forward, in blocks of 512 bytes, and keeps nothing but the
+/// current token, the open elements, and the text of elements that bear an `id`.
 ///
-/// Names are compared without regard to case. A character is kept as its low eight bits.
+/// One thread at a time; the stream is borrowed and must outlive the parser. There is no limit on depth,
+/// attributes or text but memory, whose end throws code -102. Nothing recurses.
 class CXmlPullParser final : public CXmlPullParserBase {
 public:
     PEL_HEAP_OBJECT
 
-    /// Detects the encoding, for which it reads the first bytes. Throws as told above.
+    /// Reads the first bytes to find the encoding; throws for a null stream, an encoding that is not read,
+    /// and when memory ends.
     explicit CXmlPullParser(CInputStream* stream);
     ~CXmlPullParser() override;
+    CXmlPullParser(const CXmlPullParser&) = delete;
+    CXmlPullParser& operator=(const CXmlPullParser&) = delete;
 
     void defineEntityReplacementText(const CRefString& key, const CRefString& value) override;
-    CRefString getInputEncoding() const override { return encoding; }
+    CRefString getInputEncoding() override { return encoding; }
     void setProcessNamespaces() override { processNamespaces = true; }
-    int getErrorCode() const override { return errorCode; }
-    int getAttributeCount() const override { return attributeCount; }
-    CRefString getAttributeName(int index) const override {
-        return has_attribute(index) ? attributes[index].name : CRefString();
-    }
-    CRefString getAttributeNamespace(int index) const override {
-        return has_attribute(index) ? attributes[index].namespaceUri : CRefString();
-    }
-    CRefString getAttributePrefix(int index) const override {
-        return has_attribute(index) ? attributes[index].prefix : CRefString();
-    }
-    CRefString getAttributeValue(const CRefString& namespaceUri, const CRefString& name) const override;
-    CRefString getAttributeValue(int index) const override {
-        return has_attribute(index) ? attributes[index].value : CRefString();
-    }
-    int getColumnNumber() const override { return column; }
-    int getDepth() const override { return depth; }
-    int getLineNumber() const override { return line; }
-    CRefString getName() const override { return name; }
-    CRefString getNamespace(const CRefString& wanted) const override;
-    CRefString getNamespace() const override { return namespaceUri; }
-    CRefString getPrefix() const override { return prefix; }
-    CRefString getText() const override {
-        return eventType < TEXT || (eventType == XML_ENTITY_REF && unresolvedEntity) ? CRefString() : text;
-    }
-    int getEventType() const override { return eventType; }
+    int getErrorCode() override { return errorCode; }
+    int getAttributeCount() override { return attributeCount; }
+    CRefString getAttributeName(int index) override;
+    CRefString getAttributeNamespace(int index) override;
+    CRefString getAttributePrefix(int index) override;
+    CRefString getAttributeValue(const CRefString& namespaceUri, const CRefString& wanted) override;
+    CRefString getAttributeValue(int index) override;
+    int getColumnNumber() override { return column; }
+    int getDepth() override { return depth; }
+    int getLineNumber() override { return line; }
+    CRefString getName() override { return name; }
+    CRefString getNamespace(const CRefString& wanted) override;
+    CRefString getNamespace() override { return namespace_; }
+    CRefString getPrefix() override { return prefix; }
+    CRefString getText() override;
+    int getEventType() override { return eventType; }
     bool isEmptyElementTag() override;
     bool isWhitespace() override;
     int next() override;
@@ -143,130 +126,130 @@ public:
 
 private:
     struct Attribute {
-        CRefString name, value, namespaceUri, prefix;
-        CRefString rawPrefix, rawLocal;  ///< of a name with a colon
-        int colon = -1;                  ///< where the first one stands in the raw name
+        CRefString name;
+        CRefString value;
+        CRefString namespace_;
+        CRefString prefix;
     };
     struct Element {
-        CRefString namespaceUri, prefix, localName, rawName;
-        int prefixedAncestor = 0;  ///< depth of the nearest element, this included, that has a prefix
+        CRefString namespace_;
+        CRefString prefix;
+        CRefString localName;
+        CRefString rawName;
+        int prefixed_ancestor = 0;  ///< depth of the nearest open element above with a prefix; 0 for none
     };
-    static constexpr int kEndOfInput = -1;
-
-    bool has_attribute(int index) const { return index >= 0 && index < attributeCount; }
-
-    // Failure and ends: pull_parser.cpp.
+    struct Entity {
+        CRefString key;
+        CRefString value;
+    };
+    // Construction and end: pull_parser.cpp
+    void setInput(CInputStream* stream);
     [[noreturn]] void raise(int code, const char* message);
-    [[noreturn]] void out_of_memory();
     void close() noexcept;
+    void reserve(bool done, const char* message = "Memory allocation error");
+    CRefString make_text(const char* bytes, int length);
 
-    // Stepping: pull_parser.cpp.
-    int peekType();
-    void nextImpl();
-    void classify_whitespace();
-    void take_text();
+    // Encoding: encoding_detection.cpp
+    void detectEncoding(CInputStream* stream);
+    bool signature_is_unsupported(unsigned signature) const;
+    void scanDeclaration(CInputStream* stream);
+    void read_declared_encoding(std::string_view declaration);
 
-    // Characters: characters.cpp.
-    bool plain_ahead(int count) const;
+    // Characters: pull_parser_characters.cpp
     int peekChar(int pos);
-    int lookAhead(int pos);
-    bool refill();
+    int peek_decoded(int pos);
+    bool fetch();
     int nextDecodedChar();
+    void append_peeked(int c);
     int readChar();
-    int read_looked_at();
-    void readExpected(int expected);
+    void readExpected(char expected);
     void skipWhitespace();
     void pushChar(int c);
-    void push_bytes(const char* bytes, int count);
+    void push_run(const char* bytes, int length);
     CRefString getRange(int start);
-    const NameTable::Entry& readName();
-    const NameTable::Entry& read_name_by_characters();
+    CRefString readName();
+    CRefString intern(const char* bytes, int length);
+    bool plain_ahead(int pos) const;
 
-    // Encoding: encoding.cpp.
-    void detectEncoding(CInputStream* stream);
-    void scan_declaration(CInputStream* stream);
-
-    // Tags: tags.cpp, namespaces.cpp.
-    void parseStartTag(bool isXmlDecl);
-    bool parse_attributes(bool isXmlDecl);
-    void finish_empty_tag();
-    void parse_attribute();
-    void read_attribute_name();
-    CRefString read_value(int delimiter);
-    void store_value(CRefString value);
-    bool value_in_one_run(int delimiter, CRefString& value);
-    void push_element();
+    // Stepping: pull_parser_stepping.cpp
+    int peekType();
+    void nextImpl();
     void parseEndTag();
-    bool end_tag_at_hand();
-    void check_duplicate_names();
-    void check_duplicate_expanded_names();
-    template <typename Hash, typename Same>
-    bool any_two_alike(Hash hash_of, Same same);
-    void adjustNamespaces();
-    bool note_declarations();
-    void resolve_attribute_prefixes();
-    void adjustElementName();
-    const CRefString& resolve(const CRefString& wanted) const;
 
-    // Text: text.cpp, legacy.cpp.
+    // Tags: pull_parser_tags.cpp
+    void parseStartTag(bool isXmlDecl);
+    bool read_tag_end(bool isXmlDecl, int c, bool& leave);
+    void parseAttribute(bool isXmlDecl);
+    void store_attribute(const CRefString& attribute_name, bool is_id, int start);
+    void check_duplicates();
+    void open_element();
+    void adjustNamespaces();
+    bool declare_namespaces();
+    void resolve_attribute_prefixes();
+    void check_qualified_duplicates();
+    void adjustElementName();
+
+    // Text, references and other markup: pull_parser_text.cpp, pull_parser_markup.cpp
     void pushText(int delimiter, bool resolveEntities);
-    void push_run(std::uint8_t stop_class, bool resolveEntities);
-    bool push_line_end(char byte);
-    bool push_high_character();
-    bool push_predefined_entity();
+    void push_plain_run(int delimiter);
+    void classify_whitespace();
     void pushEntity();
-    void push_number(const CRefString& code);
-    void push_named(const CRefString& code);
+    void push_named_entity(const CRefString& code);
     int parseLegacy();
-    int parse_delimited(int result, int terminator, const char* required, bool push);
-    int parse_xml_declaration();
+    int parse_declaration();
+    void read_markup(int terminator, bool push);
     void parseDoctype();
 
-    // References between elements: references.cpp.
+    // Multi-references: pull_parser_references.cpp
     void captureId(const CRefString& id);
     void followReference();
-    void loadRest();
-    bool retain_input();
-    int read_more();
-    void check_search_budget();
+    bool load_references();
+    bool fetch_referenced();
+
+    static constexpr int kInternSlots = 64;
 
     int line = 1;
     int column = 0;
     int errorCode = 0;
     int depth = 0;
-    int eventType = XML_START_DOCUMENT;
-    int peekChars[2] = {0, 0};
+    int peekChars[2] = {};
     int peekCount = 0;
-    int encodingCode = CXmlByteReader::kBytes;
-    int attributeCount = -1;
-    int srcPos = 0;    ///< next undecoded byte in `srcBuf`
-    int srcCount = 0;  ///< bytes valid in `srcBuf`; -1 or 0 once the stream is exhausted
-    char* srcBuf = nullptr;
     bool wasCR = false;
+    int encodingCode = XML_UTF_8;
     bool alive = false;
-    bool plainBytes = false;  ///< a byte below 128 is a character
-    bool whitespaceOnly = true;
+    std::unique_ptr<CXmlByteReader> reader;
+    char* srcBuf = nullptr;
+    const char* src = nullptr;  ///< what is being read: `srcBuf`, or text that a reference leads to
+    int srcCapacity = 0;
+    int srcPos = 0;
+    int srcCount = 0;
+    int eventType = XML_START_DOCUMENT;
+    bool isWhitespace_ = true;
     bool wasStartTag = false;
     bool tokenMode = false;
     bool emptyElement = false;
     bool hasPeekedEvent = false;
-    bool processNamespaces = false;
-    bool unresolvedEntity = false;
+    CRefString prefix;
+    CRefString name;
+    CRefString text;
+    int attributeCount = -1;
+    GrowingArray<Attribute> attributes;
+    CRefString version;
+    CRefString encoding;
     bool standalone = true;
+    bool processNamespaces = false;
+    CRefString namespace_;
+    NamespaceScopes scopes;
+    bool unresolvedEntity = false;
+    GrowingArray<Entity> entities;
+    int entityCount = 0;
+    GrowingArray<Element> elementStack;
+    char* textBuffer = nullptr;
+    int textCapacity = 0;
+    int textLength = 0;
+    CRefString hrefTarget;
     bool hasHref = false;
     bool hasId = false;
-
-    CRefString prefix, name, namespaceUri, text;
-    CRefString version, encoding, hrefTarget;
-    mutable CRefString xmlUri, xmlnsUri;
-
-    std::unique_ptr<CXmlByteReader> reader;
-    std::unique_ptr<MultiReferences> references;  ///< made when the first element has an `id` or is referred to
-    XmlTextBuffer textBuffer;
-    EntityList entities;
-    GrowingTable<Attribute, 6> attributes;
-    GrowingTable<Element, 10> elementStack;
-    NamespaceTable namespaces;
-    NameTable names;
-    char firstBlock[CXmlByteReader::kBlock];  ///< `srcBuf`, until references need a longer one
+    std::unique_ptr<MultiReferences> references;  ///< from the first `id` or `href` on
+    CRefString internTable[kInternSlots];
 };

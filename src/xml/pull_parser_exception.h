@@ -1,20 +1,24 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdio>
+#include <cstddef>
 
-/// What a parser throws at the first error of a document: the one thrown object of this library.
-///
-/// It owns its text, so it may outlive the parser; copying never fails. The parser's `getErrorCode` has the
-/// number that goes with the text.
+/// What `CXmlPullParser` throws for input that is not the XML it reads: the message, and the position of the
+/// last character read. Copied by value.
 class CXmlPullParserException {
 public:
-    CXmlPullParserException(const char* text, int at_line, int at_column) noexcept
-        : line(at_line), column(at_column) {
-        std::snprintf(message, sizeof message, "%s", text);
+    CXmlPullParserException(const char* text, int at_line, int at_column) : line_(at_line), column_(at_column) {
+        std::size_t i = 0;
+        for (; i + 1 < sizeof message_ && text[i] != '\0'; ++i) message_[i] = text[i];
+        message_[i] = '\0';
     }
 
-    char message[96];  ///< zero-terminated
-    int line;          ///< of the last character read, from 1
-    int column;        ///< of the last character read, from 0
+    const char* message() const { return message_; }
+    int line() const { return line_; }
+    int column() const { return column_; }
+
+private:
+    char message_[96];
+    int line_;
+    int column_;
 };
