@@ -64,7 +64,7 @@ TEST(Envelope, an_unreadable_head_is_a_failure) {
 }
 
 TEST(Envelope, malformed_text_leaves_as_an_exception_and_the_stream_can_be_used_again) {
-    for (const char* body : {"not xml <", "<a></b>", "<a>", "<a b=c/>", "&lt;", "<a>&unknown;</a>"}) {
+    for (const char* body : {"not xml <", "<a></b>", "<a>", "<a b=c/>", "<a>&unknown;</a>"}) {
         SoapReader reader;
         EXPECT_THROW(
             {
@@ -326,7 +326,8 @@ TEST_F(Fault, what_is_not_declared_is_a_system_exception_of_kind_0) {
 TEST_F(Fault, half_faults_are_none) {
     for (const char* inside :
          {"<e:Fault><faultcode>x</faultcode></e:Fault>", "<e:Fault><faultstring>x</faultstring></e:Fault>",
-          "<e:Fault/>", "", "<Fault><faultcode>x</faultcode><faultstring>y</faultstring></Fault>"}) {
+          "<e:Fault/>", "",
+          "<x:Fault xmlns:x='urn:x'><faultcode>x</faultcode><faultstring>y</faultstring></x:Fault>"}) {
         const FaultResult got = read(inside);
         EXPECT_EQ(got.result, 0) << inside;
         EXPECT_EQ(got.stored, nullptr) << inside;
