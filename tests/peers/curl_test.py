@@ -35,7 +35,8 @@ class Curl(unittest.TestCase):
             ('user exception', envelope('withdraw', '<a>zoe</a><b>1</b>'), [],
              ['500 Internal Server Error', '<faultcode>SOAP-ENV:Server</faultcode>', '<Acme:Bank:UnknownAccount', 'zoe']),
             ('unknown operation', envelope('explode', ''), [], ['500 Internal Server Error', '<faultcode>', 'explode']),
-            ('missing argument', envelope('exists', ''), [], ['500 Internal Server Error', '<faultcode>']),
+            ('missing arguments', envelope('deposit', ''), [], ['500 Internal Server Error', '<faultcode>', 'deposit']),
+            ('too few arguments', envelope('deposit', '<a>bob</a>'), [], ['500 Internal Server Error', '<faultcode>', 'deposit']),
             ('literal struct', envelope('withdraw', '<a>alice</a><b>0</b>'), [],
              ['<return>\r\n<account>alice</account>\r\n<amount>0</amount>\r\n<balance>10000</balance>\r\n<mood>CALM</mood></return>']),
         ]

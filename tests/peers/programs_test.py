@@ -32,12 +32,15 @@ class Programs(unittest.TestCase):
         cls.server = bank.Server()
         cls.tap = subprocess.Popen([f'{bank.BIN}/soap_tap', '%s:%d' % cls.server.address], stdout=subprocess.PIPE, text=True)
         cls.via = cls.tap.stdout.readline().removeprefix('listening ').strip()
-        threading.Thread(target=cls.tap.stdout.read, daemon=True).start()
+        cls.reader = threading.Thread(target=cls.tap.stdout.read, daemon=True)
+        cls.reader.start()
 
     @classmethod
     def tearDownClass(cls):
         cls.tap.kill()
         cls.tap.wait()
+        cls.reader.join()
+        cls.tap.stdout.close()
         cls.server.stop()
 
     def test_every_operation_in_every_mode(self):
@@ -106,7 +109,9 @@ class Endings(unittest.TestCase):
 
     def established(self, server):
         port = f':{server.address[1]:04X}'
-        return sum(line.split()[1].endswith(port) and line.split()[3] == '01' for line in open('/proc/net/tcp').readlines()[1:])
+        with open('/proc/net/tcp') as table:
+            rows = [line.split() for line in table.readlines()[1:]]
+        return sum(row[1].endswith(port) and row[3] == '01' for row in rows)
 
     def test_idle_and_stalled_connections_do_not_hold_up_the_end(self):
         server = bank.Server()

@@ -32,8 +32,8 @@ class SoapLite(unittest.TestCase):
                              env={**os.environ, 'BANK': server.url})
         server.stop()
         self.assertEqual(out.stdout.splitlines(), [
-            'exists=true', 'receipt=account=alice,amount=0,balance=10000,mood=CALM', 'out=10000,5000', 'echo=a<b> & "c"',
-            'limits=-32768,65535,4294967295,255,<,true', 'fault=SOAP-ENV:Server', 'detail=zoe'], out.stderr)
+            'exists=1', 'receipt=account=alice,amount=0,balance=10000,mood=CALM', 'out=10000,5000', 'echo=a<b> & "c"',
+            'limits=-32768,65535,4294967295,255,<,1', 'fault=SOAP-ENV:Server', 'detail=zoe'], out.stderr)
 
 
 if __name__ == '__main__':

@@ -50,7 +50,7 @@ class ExactBytes(unittest.TestCase):
         self.same(name, taken[0], server.port)
         return taken[0], server.port
 
-    def test_requests(self):
+    def test_1_requests(self):
         for style, options in STYLES.items():
             for operation, arguments in CALLS.items():
                 with self.subTest(style=style, operation=operation):
@@ -59,7 +59,7 @@ class ExactBytes(unittest.TestCase):
         self.recorded_request(['-Dexists_SOAPAction=urn:other', '-Dexists_ATTRIBUTE=a="1"'], ['exists', 'alice'],
                               'exists.properties.request')
 
-    def test_replies(self):
+    def test_2_replies(self):
         for style in STYLES:
             server = bank.Server()
             for operation in CALLS:
@@ -69,7 +69,7 @@ class ExactBytes(unittest.TestCase):
                     self.same(f'{operation}.{style}.reply', exchange(server, request), server.address[1])
             server.stop()
 
-    def test_faults_and_framing(self):
+    def test_3_faults_and_framing(self):
         envelope = bank.ENVELOPE.format
         unknown = envelope('withdraw', '<a>zoe</a><b>1</b>')
         cases = {
