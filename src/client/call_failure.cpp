@@ -31,6 +31,7 @@ std::int32_t _SOAP_Transport_Client::refuse_call() {
         diagnosis += " had become useless after an earlier call";
         _Caldane_CallDiagnostics::not_delivered(call_info, true);
     }
+    invalidate();
     return _Caldane_SystemException::COMM_FAILURE;
 }
 

@@ -21,6 +21,10 @@ constexpr std::uint16_t kDefaultPort = 80;
 constexpr int kRefusalSteps = 200;
 constexpr double kRefusalStep = 0.001;  // seconds
 
+// How long after its first reply a server may take to close a connection that it does not keep.
+constexpr std::chrono::milliseconds kTimeToClose{20};
+constexpr double kCloseStep = 0.0002;  // seconds
+
 // The system's timer may ring a little early.
 constexpr std::chrono::milliseconds kTimerSlack{20};
 
@@ -62,7 +66,9 @@ bool ClientConnection::connect(const _Caldane_String& address) {
         return false;
     }
     acknowledged_at_first = vqNetAcknowledged(socket);
+    arrived_at_first = vqNetArrived(socket);
     sent = sent_before = 0;
+    received = received_before = 0;
     requests = 0;
     connected = true;
     return true;
@@ -121,9 +127,23 @@ bool ClientConnection::arm_time() {
     return true;
 }
 
+bool ClientConnection::outlives_first_reply() {
+    if (requests != 1) return true;
+    while (look() == vqNetState::idle) {
+        if (Clock::now() - first_reply >= kTimeToClose) return true;
+        PEL_Thread::delay(kCloseStep);
+    }
+    return false;
+}
+
+void ClientConnection::end_request() {
+    if (requests == 1) first_reply = Clock::now();
+}
+
 void ClientConnection::start_request() {
     ++requests;
     sent_before = sent;
+    received_before += received;
     received = 0;
     end = End::open;
     send_failed_ = false;
@@ -158,8 +178,13 @@ int ClientConnection::receive(char* buffer, int length) {
 }
 
 bool ClientConnection::request_never_arrived() const {
-    if (channel || requests < 2 || received > 0 || end != End::orderly || acknowledged_at_first < 0)
-        return false;
+    if (channel || requests < 2 || received > 0 || acknowledged_at_first < 0) return false;
+    // A reset alone proves nothing: it may come from a server that took the request in and then failed. Where
+    // the end of the server's sending had come first, it would have acknowledged what it had by then.
+    const bool ended_first =
+        end == End::orderly || (end == End::broken && arrived_at_first >= 0 &&
+                                vqNetArrived(socket) - arrived_at_first == received_before + 1);
+    if (!ended_first) return false;
     for (int step = 0; step < kRefusalSteps; ++step) {
         const bool refused = vqNetReset(socket);
         const long long acknowledged = vqNetAcknowledged(socket);

@@ -39,6 +39,13 @@ public:
     Clock::time_point deadline() const { return deadline_; }
     bool time_is_up() const;
 
+    /// Waits out the moment in which a server that does not keep connections would close this one after its
+    /// first reply: a request that crosses the close on the way would be lost, and may not be sent again.
+    /// False if the connection is of no more use.
+    [[nodiscard]] bool outlives_first_reply();
+    /// The response to the request has been read.
+    void end_request();
+
     /// The bytes sent and received from now on belong to a new request and its response.
     void start_request();
     int send(const char* data, int length);
@@ -78,7 +85,10 @@ private:
     long long sent = 0;
     long long sent_before = 0;
     long long acknowledged_at_first = -1;
+    long long arrived_at_first = -1;
+    long long received_before = 0;  // in all, up to this request
     int requests = 0;
+    Clock::time_point first_reply;
 
     long long received = 0;  // of this response
     End end = End::open;

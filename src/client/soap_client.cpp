@@ -103,7 +103,7 @@ std::int32_t _SOAP_Transport_Client::perform(_Caldane_OutboundCall& call) {
         return Kind::INV_OBJREF;
     }
     start_clock();
-    if (!valid() || !take_oneway_reply()) return refuse_call();
+    if (!valid() || !take_oneway_reply() || !connection.outlives_first_reply()) return refuse_call();
     if (!prepare_for(call, *profile, ior->isSecure())) return Kind::COMM_FAILURE;
     return exchange(call);
 }
@@ -193,6 +193,7 @@ void _SOAP_Transport_Client::start_clock() {
 /// dropped, or else the connection is given up.
 void _SOAP_Transport_Client::settle() {
     awaits_response = false;
+    connection.end_request();
     connection.set_deadline(
         std::min(connection.deadline(), ClientConnection::Clock::now() + kTimeForLeftovers));
     const bool clean = !connection.send_failed() && in_stream.drained(kMostLeftovers) &&
@@ -210,6 +211,7 @@ bool _SOAP_Transport_Client::take_oneway_reply() {
     const std::unique_ptr<CBodyInputStream> body(message->OpenBodyReader(&input, 0));
     const bool clean = body && body->drain(kMostLeftovers) && !connection.has_ended() &&
                        !announces_close(*message) && connection.look() == vqNetState::idle;
+    connection.end_request();
     connection.set_deadline(deadline);
     message.reset();  // its status is none of the next call's
     if (!clean) invalidate();

@@ -1,0 +1,286 @@
+// SPDX-License-Identifier: MIT
+// How the client's connection comes, stays and goes.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/client_calls.h"
+#include "support/scripted_server.h"
+
+namespace {
+
+using namespace soap_test;
+using Kind = _Caldane_SystemException;
+using Clock = std::chrono::steady_clock;
+
+double seconds_since(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+struct Failure {
+    std::int32_t kind = -1;
+    std::string words;
+};
+
+Failure failure_of(const _Caldane_Object& object, std::int32_t number = 1) {
+    try {
+        count(object, number);
+    } catch (const Caldane::SystemError& error) {
+        return {error.kind(), error.what()};
+    }
+    return {};
+}
+
+bool eventually(const std::function<bool()>& condition) {
+    for (const auto start = Clock::now(); seconds_since(start) < 10; std::this_thread::yield()) {
+        if (condition()) return true;
+    }
+    return false;
+}
+
+void serve_counts(ScriptedConnection& client) {
+    for (;;) {
+        const int number = number_in(client.read_request());
+        if (number < 0) return;
+        client.send(counted(number));
+    }
+}
+
+class Connection : public testing::Test {
+protected:
+    ~Connection() override { EXPECT_EQ(SOA::socketResource().in_use(), sockets_before); }
+
+private:
+    std::int64_t sockets_before = SOA::socketResource().in_use();
+    ClientBroker broker;
+};
+
+TEST_F(Connection, IsTriedTenTimesASecondApart) {
+    std::string url;
+    {
+        ScriptedServer server(serve_counts);
+        url = server.url();
+    }
+    const auto start = Clock::now();
+    const Failure failure = failure_of(object_at(url));
+    EXPECT_GE(seconds_since(start), 9.0);
+    EXPECT_LT(seconds_since(start), 9.9);
+    EXPECT_EQ(failure.kind, Kind::COMM_FAILURE);
+    EXPECT_NE(failure.words.find("after 10 attempts: Connection refused"), std::string::npos)
+        << failure.words;
+}
+
+TEST_F(Connection, IsGivenUpWhenTimeIsUp) {
+    std::string url;
+    {
+        ScriptedServer server(serve_counts);
+        url = server.url();
+    }
+    const Caldane::CallTimeout limit(0.3);
+    const auto start = Clock::now();
+    const Failure failure = failure_of(object_at(url));
+    EXPECT_LT(seconds_since(start), 1.0);
+    EXPECT_EQ(failure.kind, Kind::COMM_FAILURE);
+    EXPECT_NE(failure.words.find("timed out after 0.3 s"), std::string::npos) << failure.words;
+}
+
+TEST_F(Connection, NeedsAUnitOfTheSocketResource) {
+    ScriptedServer server(serve_counts);
+    const std::int64_t limit = SOA::socketResource().limit();
+    SOA::socketResource().limit(SOA::socketResource().in_use());
+    {
+        const Caldane::CallTimeout time(0.2);
+        EXPECT_EQ(failure_of(object_at(server.url())).kind, Kind::COMM_FAILURE);
+    }
+    SOA::socketResource().limit(limit);
+    EXPECT_EQ(server.connections(), 0);
+    EXPECT_EQ(count(object_at(server.url()), 3), 3);
+}
+
+TEST_F(Connection, ThatIsToBeSecureFailsAtOnce) {
+    const auto start = Clock::now();
+    const Failure failure = failure_of(object_at("https://127.0.0.1:1/p"));
+    EXPECT_LT(seconds_since(start), 0.9);
+    EXPECT_EQ(failure.kind, Kind::COMM_FAILURE);
+    EXPECT_NE(failure.words.find("secure connections are not available in this build"), std::string::npos);
+}
+
+TEST_F(Connection, ThatTheServerClosesAfterEachReplyIsReplacedHundredTimes) {
+    for (const char* header : {"", "Connection: close\r\n"}) {
+        std::atomic<int> requests = 0;
+        ScriptedServer server([&](ScriptedConnection& client) {
+            const int number = number_in(client.read_request());
+            if (number < 0) return;
+            ++requests;
+            client.send(counted(number, header));
+        });
+        const _Caldane_Object object = object_at(server.url());
+        for (int i = 0; i < 100; ++i) ASSERT_EQ(count(object, i), i);
+        EXPECT_EQ(requests, 100);
+    }
+}
+
+// The close and the request cross on the way: only the refusal by the peer's system tells that nothing
+// arrived.
+TEST_F(Connection, ClosedBeforeTheRequestArrivedSaysSo) {
+    ScriptedServer server(
+        [](ScriptedConnection& client) { client.send(counted(number_in(client.read_request()))); });
+    const _Caldane_Object object = object_at(server.url());
+    EXPECT_EQ(count(object, 1), 1);
+    _SOAP_Transport_Client* const client = ClientTransport::newest;
+    ASSERT_TRUE(eventually([&] { return !client->usable(); }));
+
+    _Caldane_CallInfo info;
+    std::int32_t value = 0;
+    _Caldane_Parameter result("return", 1, _Caldane_AnyRef(value));
+    _Caldane_ArgList args(nullptr, 0, result);
+    const _Caldane_String oper("count");
+    _Caldane_OutboundCall call(info, object, args, oper, oper);
+    EXPECT_EQ(client->invoke(call), _Caldane_FALSE);
+    EXPECT_TRUE(_Caldane_CallDiagnostics::not_delivered(info));
+    EXPECT_FALSE(client->valid());
+    // A call that comes late to a client that was given up does not reach the network.
+    _Caldane_CallInfo late_info;
+    _Caldane_OutboundCall late(late_info, object, args, oper, oper);
+    EXPECT_EQ(client->invoke(late), _Caldane_FALSE);
+    EXPECT_TRUE(_Caldane_CallDiagnostics::not_delivered(late_info));
+    EXPECT_EQ(count(object, 2), 2);
+}
+
+TEST_F(Connection, ClosedAfterTheRequestArrivedIsNeverTriedAgain) {
+    for (const bool with_reset : {false, true}) {
+        std::atomic<int> requests = 0;
+        ScriptedServer server([&](ScriptedConnection& client) {
+            for (int i = 0; i < 2; ++i) {
+                const int number = number_in(client.read_request());
+                if (number < 0) return;
+                ++requests;
+                if (i == 0) client.send(counted(number));
+            }
+            if (with_reset) client.reset();
+        });
+        const _Caldane_Object object = object_at(server.url());
+        EXPECT_EQ(count(object, 1), 1);
+        const Failure failure = failure_of(object, 2);
+        EXPECT_EQ(failure.kind, Kind::BAD_RESPONSE) << failure.words;
+        EXPECT_EQ(requests, 2);
+        EXPECT_EQ(count(object, 3), 3);
+    }
+}
+
+TEST_F(Connection, ThatStallsMeetsTheTimeLimitAndIsNotUsedAgain) {
+    for (const std::string& start_of_answer :
+         {std::string(), std::string("HTTP/1.1 200"), counted(1).substr(0, 90)}) {
+        SCOPED_TRACE(start_of_answer);
+        ScriptedServer server([&](ScriptedConnection& client) {
+            if (client.number() > 1) return serve_counts(client);
+            client.read_request();
+            client.send(start_of_answer);
+            client.wait_for_end();
+        });
+        const _Caldane_Object object = object_at(server.url());
+        {
+            const Caldane::CallTimeout limit(0.2);
+            const auto start = Clock::now();
+            const Failure failure = failure_of(object);
+            EXPECT_GE(seconds_since(start), 0.15);
+            EXPECT_LT(seconds_since(start), 1.0);
+            EXPECT_EQ(failure.kind, Kind::BAD_RESPONSE);
+            EXPECT_NE(failure.words.find("timed out after 0.2 s"), std::string::npos) << failure.words;
+        }
+        EXPECT_EQ(count(object, 5), 5);
+        EXPECT_EQ(server.connections(), 2);
+    }
+}
+
+TEST_F(Connection, ThatDripsMeetsTheTimeLimit) {
+    std::atomic<bool> over = false;
+    ScriptedServer server([&](ScriptedConnection& client) {
+        client.read_request();
+        client.send("HTTP/1.1 200 OK\r\nX: ");
+        while (!over) {
+            client.send("x");
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    });
+    const Caldane::CallTimeout limit(0.2);
+    const auto start = Clock::now();
+    EXPECT_EQ(failure_of(object_at(server.url())).kind, Kind::BAD_RESPONSE);
+    EXPECT_LT(seconds_since(start), 1.0);
+    over = true;
+}
+
+TEST_F(Connection, ThatWasTimedServesCallsWithoutALimit) {
+    ScriptedServer server([](ScriptedConnection& client) {
+        client.send(counted(number_in(client.read_request())));
+        const int number = number_in(client.read_request());
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));  // longer than the limit before
+        client.send(counted(number));
+        client.wait_for_end();
+    });
+    const _Caldane_Object object = object_at(server.url());
+    {
+        const Caldane::CallTimeout limit(0.2);
+        EXPECT_EQ(count(object, 1), 1);
+    }
+    EXPECT_EQ(count(object, 2), 2);
+    EXPECT_EQ(server.connections(), 1);
+}
+
+TEST_F(Connection, IsFoundAgainAfterARestart) {
+    const auto answer_once = [](ScriptedConnection& client) {
+        client.send(counted(number_in(client.read_request())));
+    };
+    auto server = std::make_unique<ScriptedServer>(answer_once);
+    const _Caldane_Object object = object_at(server->url());
+    EXPECT_EQ(count(object, 1), 1);
+    const std::uint16_t port = server->port();
+    server.reset();
+    server = std::make_unique<ScriptedServer>(answer_once, port);
+    EXPECT_EQ(count(object, 2), 2);
+}
+
+TEST_F(Connection, IsSharedByManyThreadsAndEachGetsItsOwnReply) {
+    ScriptedServer server(serve_counts);
+    {
+        const _Caldane_Object object = object_at(server.url());
+        EXPECT_EQ(count(object, 0), 0);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 8; ++t) {
+            threads.emplace_back([&object, t] {
+                for (int i = 0; i < 100; ++i) {
+                    if (i % 10 == 3) note(object, 9'999'999);
+                    EXPECT_EQ(count(object, t * 1000 + i), t * 1000 + i);
+                }
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+    }
+    server.stop();
+    EXPECT_EQ(server.connections(), 1);
+}
+
+TEST_F(Connection, SurvivesTheEndOfMemoryAnywhere) {
+    ScriptedServer server(serve_counts);
+    const _Caldane_Object object = object_at(server.url());
+    int failed = 0;
+    for (long nth = 1;; ++nth) {
+        PEL_Fault::fail_allocation(nth);
+        const Failure failure = failure_of(object, 5);
+        const bool happened = PEL_Fault::happened();
+        PEL_Fault::fail_allocation(0);
+        failed += failure.kind != -1;
+        ASSERT_EQ(count(object, 6), 6) << nth;
+        if (!happened) break;
+        ASSERT_LT(nth, 500);
+    }
+    EXPECT_GT(failed, 0);
+}
+
+}  // namespace
