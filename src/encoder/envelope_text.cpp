@@ -12,31 +12,45 @@ namespace envelope_text {
 
 namespace {
 
-void put_attribute(_SOAP_OutStream& out, const char* name, const char* uri) {
-    out.put_char(' ');
-    out.put_text(name);
-    out.put_text("=\"");
-    out.put_text(uri);
-    out.put_char('"');
+void add_attribute(std::string& text, const char* name, const char* uri) {
+    text.append(" ").append(name).append("=\"").append(uri).append("\"");
+}
+
+std::string namespaces(bool encoded) {
+    std::string text;
+    if (encoded) {
+        add_attribute(text, "SOAP-ENV:encodingStyle", NS_SOAP_ENC);
+        add_attribute(text, "xmlns:SOAP-ENC", NS_SOAP_ENC);
+    }
+    add_attribute(text, "xmlns:SOAP-ENV", NS_SOAP_ENV);
+    add_attribute(text, "xmlns:xsd", NS_XSD);
+    add_attribute(text, "xmlns:xsi", NS_XSI);
+    return text;
+}
+
+std::string head(bool encoded) {
+    std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<SOAP-ENV:Envelope";
+    text += namespaces(encoded);
+    add_attribute(text, "xmlns:bsi", NS_BSI);
+    return text + '>';
+}
+
+void put(_SOAP_OutStream& out, const std::string& text) {
+    out.put_bytes(text.data(), text.size());
 }
 
 }  // namespace
 
 void put_namespaces(_SOAP_OutStream& out) {
-    if (out.rpc_encoding()) {
-        put_attribute(out, "SOAP-ENV:encodingStyle", NS_SOAP_ENC);
-        put_attribute(out, "xmlns:SOAP-ENC", NS_SOAP_ENC);
-    }
-    put_attribute(out, "xmlns:SOAP-ENV", NS_SOAP_ENV);
-    put_attribute(out, "xmlns:xsd", NS_XSD);
-    put_attribute(out, "xmlns:xsi", NS_XSI);
+    static const std::string kEncoded = namespaces(true);
+    static const std::string kLiteral = namespaces(false);
+    put(out, out.rpc_encoding() ? kEncoded : kLiteral);
 }
 
 void put_head(_SOAP_OutStream& out) {
-    out.put_text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<SOAP-ENV:Envelope");
-    put_namespaces(out);
-    put_attribute(out, "xmlns:bsi", NS_BSI);
-    out.put_char('>');
+    static const std::string kEncoded = head(true);
+    static const std::string kLiteral = head(false);
+    put(out, out.rpc_encoding() ? kEncoded : kLiteral);
 }
 
 bool put_header_block(_SOAP_OutStream& out, bool typed) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cassert>
 #include <cstring>
+#include <string_view>
 
 #include "marshal/in_views.h"
 #include "marshal/names.h"
@@ -129,12 +130,17 @@ bool read_as_simple_type(const _Caldane_String& id, _Caldane_TxType& value, CXml
     return true;
 }
 
-/// The member with this name, ignoring case, looked for from `expected` on; -1 if there is none.
-_Caldane_Long find_member(const _Caldane_AddressableStruct& view, const char* name, _Caldane_ULong expected) {
+/// The member with this (terminated) name, ignoring case, looked for from `expected` on; -1 if there is none.
+_Caldane_Long find_member(const _Caldane_AddressableStruct& view, std::string_view name,
+                          _Caldane_ULong expected) {
     const _Caldane_ULong count = view.member_count();
     for (_Caldane_ULong step = 0, i = expected; step < count; ++step, ++i) {
         if (i >= count) i = 0;
-        if (vqOSstricmp(view.member_name(i).c_str(), name) == 0) return static_cast<_Caldane_Long>(i);
+        const _Caldane_String member = view.member_name(i);
+        if (member.length() != name.size()) continue;
+        if (std::memcmp(member.c_str(), name.data(), name.size()) == 0 ||
+            vqOSstricmp(member.c_str(), name.data()) == 0)
+            return static_cast<_Caldane_Long>(i);
     }
     return -1;
 }
@@ -162,7 +168,8 @@ int _SOAP_InStream::demarshal_struct(_Caldane_TxType& value) {
             if (name == element) return 1;
             continue;
         }
-        const _Caldane_Long member = find_member(view, name.c_str(), expected);
+        const _Caldane_Long member =
+            find_member(view, {name.c_str(), static_cast<std::size_t>(name.length())}, expected);
         if (member < 0) return 0;
         expected = static_cast<_Caldane_ULong>(member) + 1;
         if (!read_member(view, static_cast<_Caldane_ULong>(member))) return 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 
 #include "marshal/namespaces.h"
 #include "streams/ref_string.h"
@@ -14,7 +15,8 @@ namespace marshal_names {
 /// True when `name` is the constant `text`, ignoring case. Most names differ in length, which is free to see.
 template <std::size_t Size>
 bool same(const CRefString& name, const char (&text)[Size]) {
-    return name.length() == static_cast<int>(Size - 1) && vqOSstricmp(name.c_str(), text) == 0;
+    return name.length() == static_cast<int>(Size - 1) &&
+           (std::memcmp(name.c_str(), text, Size - 1) == 0 || vqOSstricmp(name.c_str(), text) == 0);
 }
 
 /// True when the element of the current tag stands in the namespace of the envelope.

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -35,23 +36,26 @@ struct SpecialTable {
 };
 constexpr SpecialTable kSpecial;
 
+constexpr std::uint64_t kOnes = 0x0101010101010101;
+
 /// The high bit of each byte of `word` that equals `byte`; bits above a hit may be wrong, the lowest is
 /// right.
 constexpr std::uint64_t hits(std::uint64_t word, unsigned char byte) {
-    constexpr std::uint64_t kOnes = 0x0101010101010101;
     const std::uint64_t rest = word ^ (kOnes * byte);
     return (rest - kOnes) & ~rest;
 }
 
 /// Length of the run of characters at `chars` that need no escape.
 std::size_t plain_run(const char* chars, std::size_t length) {
-    constexpr std::uint64_t kHigh = 0x8080808080808080;
+    constexpr std::uint64_t kHigh = kOnes * 0x80;
+    constexpr std::uint64_t kOtherBracket = kOnes * ('<' ^ '>');  // each of these pairs differs in one bit
+    constexpr std::uint64_t kOtherQuote = kOnes * ('&' ^ '\'');
     std::size_t at = 0;
     while (length - at >= sizeof(std::uint64_t)) {
         std::uint64_t word;
         std::memcpy(&word, chars + at, sizeof word);
         const std::uint64_t found =
-            hits(word, '<') | hits(word, '>') | hits(word, '"') | hits(word, '\'') | hits(word, '&');
+            hits(word & ~kOtherBracket, '<') | hits(word | kOtherQuote, '\'') | hits(word, '"');
         if ((found & kHigh) != 0) break;
         at += sizeof word;
     }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "marshal/soap_out_stream.h"
 
-#include <cstring>
-
 #include "http/http_message.h"
 #include "streams/socket_streams.h"
 
@@ -58,20 +56,6 @@ void _SOAP_OutStream::drop_body() {
 
 void _SOAP_OutStream::set_status(int code) {
     message->SetStatus(code);
-}
-
-int _SOAP_OutStream::put_char(char c) {
-    if (writer) pieces.put(c);
-    return 1;
-}
-
-int _SOAP_OutStream::put_text(const char* text) {
-    return put_bytes(text, std::strlen(text));
-}
-
-int _SOAP_OutStream::put_bytes(const char* bytes, std::size_t length) {
-    if (writer) pieces.write(bytes, length);
-    return 1;
 }
 
 int _SOAP_OutStream::put_string(const _Caldane_String& text) {

@@ -66,9 +66,15 @@ public:
     void set_status(int code);
 
     // Raw text: no escaping. Each gives 1 whatever the writer says.
-    int put_char(char c);
-    int put_text(const char* text);
-    int put_bytes(const char* bytes, std::size_t length);
+    int put_char(char c) {
+        if (writer) pieces.put(c);
+        return 1;
+    }
+    int put_text(const char* text) { return put_bytes(text, std::strlen(text)); }
+    int put_bytes(const char* bytes, std::size_t length) {
+        if (writer) pieces.write(bytes, length);
+        return 1;
+    }
     int put_string(const _Caldane_String& text);
 
     /// True while pieces are gathered into blocks, so that nobody can see how the text was cut up.

@@ -6,6 +6,7 @@
 #include "encoder/soap_named_value.h"
 #include "shapes.h"
 #include "support/soap_text.h"
+#include "xml/pull_parser_exception.h"
 
 namespace {
 
@@ -466,6 +467,36 @@ TEST(InXsd, texts_that_are_none_do_not_fail_the_call) {
         date.value = 5;
         EXPECT_TRUE(read(date, "<d>" + std::string(text) + "</d>", true)) << text;
         EXPECT_EQ(date.value, 0) << text;
+    }
+}
+
+TEST(InMemory, every_failed_allocation_is_a_failed_read) {
+    SoapWriter writer(true);
+    _SOAP_NamedValue("v", _Caldane_AnyConstRef(mixed())).write(writer.out);
+    const std::string text = writer.body() + "<Payload><a>1</a></Payload>";
+    for (long nth = 1;; ++nth) {
+        SoapReader reader;
+        Mixed value;
+        _Caldane_String payload;
+        bool good = false;
+        bool thrown = false;
+        PEL_Fault::fail_allocation(nth);
+        try {
+            good = reader.open_values(text, true) &&
+                   reader.in.demarshal(static_cast<_Caldane_TxType&>(value)) != _Caldane_FALSE &&
+                   reader.in.demarshal_string_value(payload) != 0;
+        } catch (const CXmlPullParserException&) {
+            thrown = true;
+        }
+        const bool happened = PEL_Fault::happened();
+        PEL_Fault::fail_allocation(0);
+        if (!happened) {
+            EXPECT_TRUE(good);
+            EXPECT_EQ(value, mixed());
+            EXPECT_EQ(payload, "<a>1</a>");
+            break;
+        }
+        EXPECT_TRUE(thrown || !good || value == mixed()) << nth;
     }
 }
 
