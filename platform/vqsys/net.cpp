@@ -178,6 +178,8 @@ int vqNetShutdownRead(vqSocket socket) {
     return outcome(shutdown(socket, SHUT_RD));
 }
 
+static_assert(kVqSendMoreFollows == MSG_MORE);
+
 int vqNetSend(vqSocket socket, const char* data, int length, int flags) {
     if (length < 0) return vq_fail(EINVAL), -1;
     for (;;) {

@@ -32,6 +32,13 @@ long long vqNetAcknowledged(vqSocket socket) {
     return static_cast<long long>(info.tcpi_bytes_acked);
 }
 
+long long vqNetArrived(vqSocket socket) {
+    tcp_info info{};
+    constexpr std::size_t kNeeded = offsetof(tcp_info, tcpi_bytes_received) + sizeof info.tcpi_bytes_received;
+    if (ask(socket, info) < kNeeded) return -1;
+    return static_cast<long long>(info.tcpi_bytes_received);
+}
+
 bool vqNetReset(vqSocket socket) {
     tcp_info info{};
     return ask(socket, info) > 0 && info.tcpi_state == kTcpStateClose;

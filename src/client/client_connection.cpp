@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "client/client_connection.h"
 
+#include <utility>
+
 #include <pelthread/thread.h>
 #include <vqsys/names.h>
 #include <vqsys/text.h>
@@ -150,11 +152,12 @@ void ClientConnection::start_request() {
     error_.clear();
 }
 
-int ClientConnection::send(const char* data, int length) {
+int ClientConnection::send(const char* data, int length, bool more) {
     if (send_failed_ || length <= 0) return 0;
     int count = 0;
     if (arm_time()) {
-        count = channel ? channel->write(data, length) : vqNetSend(socket, data, length, 0);
+        count = channel ? channel->write(data, length)
+                        : vqNetSend(socket, data, length, more ? kVqSendMoreFollows : 0);
         if (count < 0) fail("", vqNetErrorText());
     }
     if (count > 0) sent += count;
@@ -196,7 +199,7 @@ bool ClientConnection::request_never_arrived() const {
 }
 
 int ClientOutput::write(const char* data, int length) {
-    return given_up ? 0 : connection.send(data, length);
+    return given_up ? 0 : connection.send(data, length, std::exchange(more, false));
 }
 
 int ClientInput::get() {

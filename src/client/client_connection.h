@@ -48,7 +48,8 @@ public:
 
     /// The bytes sent and received from now on belong to a new request and its response.
     void start_request();
-    int send(const char* data, int length);
+    /// `more`: a further send follows right away.
+    int send(const char* data, int length, bool more = false);
     int receive(char* buffer, int length);
 
     bool sent_nothing() const { return sent == sent_before; }
@@ -108,10 +109,12 @@ public:
     void close() override {}
     int status() override { return kStreamGood; }
     void abandon() override { given_up = true; }
+    void more_follows() override { more = true; }
 
 private:
     ClientConnection& connection;
     bool given_up = false;
+    bool more = false;
 };
 
 /// The bottom of the response's streams. 0 when nothing more comes, as from a socket's own stream.

@@ -15,8 +15,13 @@ std::int32_t idle_clock() {
     return static_cast<std::int32_t>(now.tv_sec);
 }
 
-_SOAP_Connection::_SOAP_Connection(vqSocket accepted, std::uint16_t listener_port, _SOAP_ConnectionList* owner)
-    : last_used(idle_clock()), socket(accepted), block_handle(owner->handle()), list(owner), port(listener_port) {}
+_SOAP_Connection::_SOAP_Connection(vqSocket accepted, std::uint16_t listener_port,
+                                   _SOAP_ConnectionList* owner)
+    : last_used(idle_clock()),
+      socket(accepted),
+      block_handle(owner->handle()),
+      list(owner),
+      port(listener_port) {}
 
 void _SOAP_Connection::stop_tls() {
     if (channel == nullptr) return;

@@ -39,8 +39,8 @@ std::int32_t idle_clock();
 /// The idle connections of a server, and those that tasks are working on. All operations lock.
 ///
 /// The list owns the wait handle in which idle connections are watched: appending a connection watches it at
-/// once, also while the server waits. Server and tasks hold references, the last of which deletes the list, so
-/// that a task that outlives its server touches nothing that is gone.
+/// once, also while the server waits. Server and tasks hold references, the last of which deletes the list,
+/// so that a task that outlives its server touches nothing that is gone.
 class _SOAP_ConnectionList {
 public:
     PEL_HEAP_OBJECT
@@ -56,15 +56,16 @@ public:
     void add_ref() { references.fetch_add(1, std::memory_order_relaxed); }
     void release();
 
-    /// Puts a connection at the tail and watches it; from then on it is the list's. False if it is null, cannot
-    /// be watched, or the list was closed: it stays the caller's then.
+    /// Puts a connection at the tail and watches it; from then on it is the list's. False if it is null,
+    /// cannot be watched, or the list was closed: it stays the caller's then.
     bool append(_SOAP_Connection* connection);
 
     /// Takes the connection with this socket out, null if there is none. It is watched no longer once its
     /// readiness was reported.
     _SOAP_Connection* remove(vqSocket socket);
 
-    /// Ends the list: takes out all connections, one after the other, until null comes; `append` fails from now on.
+    /// Ends the list: takes out all connections, one after the other, until null comes; `append` fails from
+    /// now on.
     _SOAP_Connection* close_next();
 
     int idle_count();
@@ -112,7 +113,8 @@ private:
 /// Stands at the head of a list and keeps it locked while it lives. The connection given last may be removed.
 class _SOAP_ConnectionIterator {
 public:
-    explicit _SOAP_ConnectionIterator(_SOAP_ConnectionList& list) : lock(list.mutex()), current(list.head()) {}
+    explicit _SOAP_ConnectionIterator(_SOAP_ConnectionList& list)
+        : lock(list.mutex()), current(list.head()) {}
 
     /// The current connection, null at the end; steps on before it returns.
     _SOAP_Connection* next() {

@@ -37,7 +37,8 @@ enum class After { keep, close, close_unread };
 /// One HTTP exchange with all that belongs to it.
 class RequestTask {
 public:
-    explicit RequestTask(_SOAP_Connection& served) : connection(served), message(new CHttpMessage(HTTP_SERVER_SIDE)) {}
+    explicit RequestTask(_SOAP_Connection& served)
+        : connection(served), message(new CHttpMessage(HTTP_SERVER_SIDE)) {}
 
     After run() {
         if (message == nullptr) return After::close_unread;
@@ -69,7 +70,8 @@ private:
         const double limit = read_timeout();
         if (limit > 0) socket_in->set_deadline(limit * kWholeRequestFactor);
         std::unique_ptr<CInputStream> source(socket_in);
-        if (in_stream.open_envelope_from(std::move(source)) == 0 || in_stream.open_result() == 0) return false;
+        if (in_stream.open_envelope_from(std::move(source)) == 0 || in_stream.open_result() == 0)
+            return false;
         return message->GetPath() != nullptr;
     }
 
@@ -82,8 +84,9 @@ private:
         if (out_stream.open_body() == 0) return;
         _SOAP_ServerFrame frame(in_stream, out_stream);
         replied = true;
-        _SOA_IncomingCall incoming(frame, target_key(path), SOA::endpoint(), _Caldane_String(in_stream.operation_name()),
-                                   _Caldane_String(""), _Caldane_String(in_stream.operation_namespace()), info, nullptr);
+        _SOA_IncomingCall incoming(frame, target_key(path), SOA::endpoint(),
+                                   _Caldane_String(in_stream.operation_name()), _Caldane_String(""),
+                                   _Caldane_String(in_stream.operation_namespace()), info, nullptr);
         incoming.invoke();
     }
 

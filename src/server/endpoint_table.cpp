@@ -19,4 +19,6 @@ std::uint32_t hash_endpoint(_Caldane_String key) {
     return text.empty() ? 0 : static_cast<std::uint32_t>(static_cast<signed char>(text.back()));
 }
 
-int compare_endpoints(_Caldane_String a, _Caldane_String b) { return vqOSstricmp(a.c_str(), b.c_str()); }
+int compare_endpoints(_Caldane_String a, _Caldane_String b) {
+    return vqOSstricmp(a.c_str(), b.c_str());
+}

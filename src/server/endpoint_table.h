@@ -7,7 +7,8 @@
 
 #include "transport/broker.h"
 
-/// Which object is reached under which address of this process: from "PORT/PATH", the path without its leading
+/// Which object is reached under which address of this process: from "PORT/PATH", the path without its
+/// leading
 /// "/", to the object's key. Entries stay for the life of the process. Safe for any thread.
 using EndpointTable = RUSK_LockedHashTbl<_Caldane_String, _Caldane_String>;
 

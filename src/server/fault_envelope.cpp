@@ -11,8 +11,12 @@ namespace {
 
 constexpr std::int32_t kInternalServerError = 500;
 
-bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
-bool is_name_character(char c) { return is_letter(c) || (c >= '0' && c <= '9') || c == '-' || c == '.'; }
+bool is_letter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+bool is_name_character(char c) {
+    return is_letter(c) || (c >= '0' && c <= '9') || c == '-' || c == '.';
+}
 
 /// The longest part that can be a name: begins with a letter and goes on with name characters.
 std::string_view longest_name(std::string_view text) {

@@ -8,7 +8,9 @@
 
 namespace {
 
-_Caldane_Boolean truth(bool value) { return value ? _Caldane_TRUE : _Caldane_FALSE; }
+_Caldane_Boolean truth(bool value) {
+    return value ? _Caldane_TRUE : _Caldane_FALSE;
+}
 
 }  // namespace
 
@@ -28,7 +30,8 @@ _Caldane_Boolean _SOAP_ServerFrame::marshal_reply(_SOA_Call& call, _Caldane_ArgL
     out_stream.set_rpc_encoding(in_stream.rpc_encoding());
     _SOAP_ReplyWriter writer(call.oper(), call.ns_name(), &args, &call.info());
     bool written = writer.write(out_stream) != 0;
-    // Nothing has left yet, so that the client gets the fault alone. What cannot be taken back is not added to.
+    // Nothing has left yet, so that the client gets the fault alone. What cannot be taken back is not added
+    // to.
     if (!written && out_stream.discard()) {
         _Caldane_SystemException exception(_Caldane_SystemException::MARSHAL);
         exception.completed(1);

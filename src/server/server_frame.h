@@ -11,13 +11,14 @@ class _SOAP_OutStream;
 /// Lives on the stack of the connection task and uses the task's two streams, which it does not own.
 class _SOAP_ServerFrame final : public _Caldane_Transport_ServerFrame {
 public:
-    _SOAP_ServerFrame(_SOAP_InStream& request, _SOAP_OutStream& reply) : in_stream(request), out_stream(reply) {}
+    _SOAP_ServerFrame(_SOAP_InStream& request, _SOAP_OutStream& reply)
+        : in_stream(request), out_stream(reply) {}
 
     /// Reads the in and in-out parameters in their order, and the request to its end.
     _Caldane_Boolean demarshal_args(_SOA_Call& call, _Caldane_ArgList& args) override;
 
-    /// The reply, or a fault of class Client in its place when a value cannot be written; on the wire when this
-    /// returns.
+    /// The reply, or a fault of class Client in its place when a value cannot be written; on the wire when
+    /// this returns.
     _Caldane_Boolean marshal_reply(_SOA_Call& call, _Caldane_ArgList& args) override;
 
     /// A fault of class Server. What is left of the request is not read here.

@@ -60,6 +60,7 @@ void _SOAP_Transport_Server::serve_ready() {
     bool may_accept = true;
     for (int i = 0; i < count; ++i) {
         if (_SOAP_Connection* const connection = list.remove(ready[i])) {
+            vqHandleClearResourceMode(list.handle(), ready[i], 1);
             list.task_begins(connection);
             Dispatcher::new_task(&serve_connection, connection);
         } else if (may_accept) {
@@ -129,7 +130,8 @@ void _SOAP_Transport_Server::close_all() {
     {
         const PEL_Lock lock(listeners_mutex);
         for (int i = 0; i < listener_count; ++i) {
-            if (list != nullptr && list->usable()) vqHandleClearResourceMode(list->handle(), listeners[i].socket, 1);
+            if (list != nullptr && list->usable())
+                vqHandleClearResourceMode(list->handle(), listeners[i].socket, 1);
             vqNetClose(&listeners[i].socket);
             SOA::socketResource().release();
         }

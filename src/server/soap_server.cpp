@@ -24,13 +24,15 @@ _Caldane_String own_host_name() {
     if (vqNetIPGetHostname(name, sizeof name) != 0) return _Caldane_String("localhost");
     vqHostEntry record;
     vqHostEntry* entry = nullptr;
-    const bool found = vqNetIPGetHostByName(name, &entry, &record, sizeof record) == 0 && entry->name != nullptr;
+    const bool found =
+        vqNetIPGetHostByName(name, &entry, &record, sizeof record) == 0 && entry->name != nullptr;
     return _Caldane_String(found ? entry->name : name, -1, Caldane::OWNERSHIP_COPY);
 }
 
 }  // namespace
 
-_SOAP_Transport_Server::_SOAP_Transport_Server() : host_id(PEL_GetHostID()), connections(new _SOAP_ConnectionList) {
+_SOAP_Transport_Server::_SOAP_Transport_Server()
+    : host_id(PEL_GetHostID()), connections(new _SOAP_ConnectionList) {
     server_running = 1;
     host_name = own_host_name();
 }
@@ -45,11 +47,14 @@ _SOAP_Transport_Server::~_SOAP_Transport_Server() {
     while (_SOAP_ConnectionList* const list = connections.load(std::memory_order_acquire)) {
         if (!list->usable()) break;
         vqUnblock(list->handle(), 1);
-        for (int i = 0; i < 100 && connections.load(std::memory_order_acquire) != nullptr; ++i) PEL_Thread::yield();
+        for (int i = 0; i < 100 && connections.load(std::memory_order_acquire) != nullptr; ++i)
+            PEL_Thread::yield();
     }
 }
 
-std::int32_t _SOAP_Transport_Server::server_state() { return server_running != 0 ? 0 : 2; }
+std::int32_t _SOAP_Transport_Server::server_state() {
+    return server_running != 0 ? 0 : 2;
+}
 
 void _SOAP_Transport_Server::shutdown() {
     const _Caldane_String nothing;
@@ -61,8 +66,8 @@ void _SOAP_Transport_Server::release_security(const _Caldane_String&, const _Cal
     // Credentials are made with the first secure listener; in the clear there are none.
 }
 
-std::int32_t _SOAP_Transport_Server::add_endpoint(const _Caldane_String& target_key, const _Caldane_String& address,
-                                                  _Caldane_Boolean secure) {
+std::int32_t _SOAP_Transport_Server::add_endpoint(const _Caldane_String& target_key,
+                                                  const _Caldane_String& address, _Caldane_Boolean secure) {
     const std::string_view text = address.view();
     const std::size_t colon = text.find(':');
     const std::size_t slash = colon == std::string_view::npos ? colon : text.find('/', colon);
@@ -148,7 +153,8 @@ void _SOAP_Transport_Server::add_profiles(_Caldane_ImplBase& implementation, con
     const _Caldane_ULong tags[] = {secure != 0 ? TAG_INTERNET_SOAPS_DOC : TAG_INTERNET_SOAP_DOC,
                                    secure != 0 ? TAG_INTERNET_SOAPS_RPC : TAG_INTERNET_SOAP_RPC};
     for (const _Caldane_ULong tag : tags) {
-        const _IOP_Profile profile = _SOAP_Profile::make_profile(key_text, name_text, host, port, nullptr, tag);
+        const _IOP_Profile profile =
+            _SOAP_Profile::make_profile(key_text, name_text, host, port, nullptr, tag);
         if (profile.valid()) profile_list.append(profile);
     }
 }

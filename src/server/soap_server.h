@@ -21,8 +21,8 @@ struct _SOAP_Listener {
 };
 
 /// The server half of the transport: the listening sockets, the idle connections, and the one loop that waits
-/// on all of them. A readable connection becomes a task of the dispatcher, which answers one request and gives
-/// the connection back or closes it.
+/// on all of them. A readable connection becomes a task of the dispatcher, which answers one request and
+/// gives the connection back or closes it.
 ///
 /// One object a process. Any thread may add endpoints; one thread is in `run`. Every listener and every
 /// connection holds a unit of `SOA::socketResource()`.
@@ -37,12 +37,12 @@ public:
     void run() override;
     void idle_operation_1() override {}
     void idle_operation_2() override {}
-    /// Releases the credentials, ends `run` if it was ever entered, and deletes the object. Waits for `run` and
-    /// for the tasks that are running, the latter at most `kShutdownSeconds`.
+    /// Releases the credentials, ends `run` if it was ever entered, and deletes the object. Waits for `run`
+    /// and for the tasks that are running, the latter at most `kShutdownSeconds`.
     void shutdown() override;
     std::int32_t ready() override { return 1; }
-    /// 0 done; 1 the port has a listener of the other kind; 2 the address is taken; -1 no socket left, -2, -3,
-    /// -4 socket, bind or listen failed, -5 no memory, -6 not of the form host:port/path.
+    /// 0 done; 1 the port has a listener of the other kind; 2 the address is taken; -1 no socket left, -2,
+    /// -3, -4 socket, bind or listen failed, -5 no memory, -6 not of the form host:port/path.
     std::int32_t add_endpoint(const _Caldane_String& target_key, const _Caldane_String& address,
                               _Caldane_Boolean secure) override;
     void add_profiles(_Caldane_ImplBase& implementation, const _Caldane_String& key_text,

@@ -62,6 +62,7 @@ int CBufferedOutputStream::write(const char* data, int count) {
         if (sink == nullptr) {
             if (!grow(std::int64_t{length()} + count)) return 0;
         } else {
+            if (capacity < count && length() > 0) sink->more_follows();
             hand_on();
             if (capacity < count) return abandoned ? 0 : sink->write(data, count);
         }

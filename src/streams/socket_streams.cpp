@@ -22,7 +22,10 @@ constexpr double kLongestDeadline = 1e9;  // seconds
 
 int CSocketOutputStream::write(const char* data, int length) {
     if (has_failed || length <= 0) return 0;
-    const int count = channel != nullptr ? channel->write(data, length) : vqNetSend(socket, data, length, 0);
+    const int flags = more ? kVqSendMoreFollows : 0;
+    more = false;
+    const int count =
+        channel != nullptr ? channel->write(data, length) : vqNetSend(socket, data, length, flags);
     if (count < length) has_failed = true;
     return count;
 }

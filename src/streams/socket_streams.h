@@ -30,6 +30,7 @@ public:
     void close() override { flush(); }
     int status() override { return status_code; }
     void abandon() override { has_failed = true; }
+    void more_follows() override { more = true; }
 
     /// True once a send failed or was cut short, or the stream was abandoned.
     bool failed() const { return has_failed; }
@@ -39,6 +40,7 @@ private:
     CSecureChannel* channel;
     std::int16_t status_code = kStreamGood;
     bool has_failed = false;
+    bool more = false;
 };
 
 /// Bytes from a connection, in the clear or through its channel. Owns neither and closes neither.

@@ -44,6 +44,10 @@ public:
     /// Gives the stream up: what is held here and below is dropped, later writes and the destructor send
     /// nothing more.
     virtual void abandon() {}
+
+    /// Says that the next `write` will be followed by another right away. Changes nothing of what is written;
+    /// a socket may put both into one segment and so wake the peer once.
+    virtual void more_follows() {}
 };
 
 /// A source of bytes: a socket, a buffer, the body of an HTTP message.

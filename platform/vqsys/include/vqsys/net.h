@@ -49,6 +49,9 @@ int vqNetShutdownWrite(vqSocket socket);
 /// waits in a receive now.
 int vqNetShutdownRead(vqSocket socket);
 
+/// A flag of `vqNetSend`: another send follows right away, so that the system may put both into one segment.
+inline constexpr int kVqSendMoreFollows = 0x8000;
+
 /// Sends what the system takes at once, which may be less than `length`: the count, or -1.
 [[nodiscard]] int vqNetSend(vqSocket socket, const char* data, int length, int flags);
 
@@ -68,6 +71,10 @@ enum class vqNetState {
 /// Opening and ending the connection may count for one each: compare a value from before a transfer
 /// with one from after it.
 [[nodiscard]] long long vqNetAcknowledged(vqSocket socket);
+
+/// Bytes that have arrived in order from the peer so far, also after a reset; the end of its sending counts as
+/// one. -1 if that is not known.
+[[nodiscard]] long long vqNetArrived(vqSocket socket);
 
 /// True if the TCP connection is gone altogether (reset, or never made), as opposed to half closed.
 [[nodiscard]] bool vqNetReset(vqSocket socket);
