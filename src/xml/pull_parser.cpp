@@ -28,7 +28,7 @@ void CXmlPullParser::setInput(CInputStream* stream) {
     reserve(elementStack.reserve(kFirstElements, kFirstElements));
     reserve(attributes.reserve(kFirstAttributes, kFirstAttributes));
     detectEncoding(stream);
-    if (encoding.view() == "Unsupported") raise(-105, "Unsupported Encoding");
+    if (encoding == "Unsupported") raise(-105, "Unsupported Encoding");
     reader.reset(new CXmlByteReader(stream, encoding.c_str(), CXmlByteReader::kBlockSize));
     if (reader == nullptr) raise(-102, "Memory Allocation Error");
     errorCode = reader->status();

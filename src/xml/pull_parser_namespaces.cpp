@@ -65,34 +65,16 @@ void CXmlPullParser::resolve_attribute_prefixes() {
 
 void CXmlPullParser::check_qualified_duplicates() {
     bool memory = true;
-    // Equal local names are rare, so namespaces are compared only where they occur.
-    const auto name_of = [this](int i) -> const CRefString& { return attributes[i].name; };
-    const bool equal_names = has_equal_names(attributeCount, name_of, memory);
-    reserve(memory);
-    if (!equal_names) return;
-    const auto qualified = [this](int i) {
+    const auto key_of = [this](int i) {
         const Attribute& attribute = attributes[i];
-        if (attribute.prefix.length() == 0) {
-            // An attribute without prefix equals none: its place in the tag makes it unique.
-            char place[16] = {'\x01'};
-            int length = 1;
-            for (int rest = i; rest > 0; rest /= 10) place[length++] = static_cast<char>('0' + rest % 10);
-            return make_text(place, length);
-        }
-        const int name_length = attribute.name.length();
-        const int start = textLength;
-        push_run(attribute.name.c_str(), name_length);
-        push_run("\x01", 1);
-        push_run(attribute.namespace_.c_str(), attribute.namespace_.length());
-        CRefString made = getRange(start);
-        textLength = start;
-        return made;
+        return std::uint64_t{attribute.name.hash()} << 32 | attribute.namespace_.hash();
     };
-    GrowingArray<CRefString> names;
-    reserve(names.reserve(attributeCount, attributeCount));
-    for (int i = 0; i < attributeCount; ++i) names[i] = qualified(i);
-    const auto qualified_name_of = [&names](int i) -> const CRefString& { return names[i]; };
-    const bool found = has_equal_names(attributeCount, qualified_name_of, memory);
+    const auto same = [this](int i, int j) {
+        const Attribute& a = attributes[i];
+        const Attribute& b = attributes[j];
+        return a.namespace_.length() != 0 && a.name == b.name && a.namespace_ == b.namespace_;
+    };
+    const bool found = has_two_alike(attributeCount, key_of, same, memory);
     reserve(memory);
     if (found) raise(-131, "Duplicate Attribtes defined");
 }

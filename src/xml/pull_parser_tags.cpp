@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Start tags and attributes as they are written; what their prefixes mean stands in pull_parser_namespaces.cpp.
+// Start tags and attributes as they are written; what their prefixes mean stands in
+// pull_parser_namespaces.cpp.
 
 #include <algorithm>
 
@@ -29,8 +30,8 @@ void CXmlPullParser::parseStartTag(bool isXmlDecl) {
     open_element();
 }
 
-/// Reads what ends a tag, if that is what comes: true then. `leave` stays false where a reference was followed
-/// and the tag goes on with the referenced element's attributes.
+/// Reads what ends a tag, if that is what comes: true then. `leave` stays false where a reference was
+/// followed and the tag goes on with the referenced element's attributes.
 bool CXmlPullParser::read_tag_end(bool isXmlDecl, int c, bool& leave) {
     if (isXmlDecl) {
         if (c != '?') return false;
@@ -73,9 +74,11 @@ void CXmlPullParser::parseAttribute(bool) {
     }
     const int start = textLength;
     pushText(delimiter, true);
-    if (is_href) {
-        // The first character stands for "in this document", whatever it is.
-        hrefTarget = textLength > start ? getRange(start).substring(1) : CRefString();
+    if (hasHref && hrefTarget.length() == 0) {
+        // The first character stands for "in this document", whatever it is. Where an href names nothing the
+        // attribute behind it does.
+        hrefTarget =
+            textLength > start + 1 ? make_text(textBuffer + start + 1, textLength - start - 1) : CRefString();
         textLength = 0;
     } else {
         store_attribute(attribute_name, hasId, start);
@@ -103,9 +106,10 @@ void CXmlPullParser::store_attribute(const CRefString& attribute_name, bool is_i
 }
 
 void CXmlPullParser::check_duplicates() {
-    const auto name_of = [this](int i) -> const CRefString& { return attributes[i].name; };
     bool memory = true;
-    const bool found = has_equal_names(attributeCount, name_of, memory);
+    const bool found = has_two_alike(
+        attributeCount, [this](int i) { return std::uint64_t{attributes[i].name.hash()}; },
+        [this](int i, int j) { return attributes[i].name == attributes[j].name; }, memory);
     reserve(memory);
     if (found) raise(-131, "Duplicate attribute defined");
 }
@@ -123,6 +127,7 @@ void CXmlPullParser::open_element() {
     element.localName = name;
     element.prefix = prefix;
     element.namespace_ = namespace_;
-    element.prefixed_ancestor =
-        depth > 1 && elementStack[depth - 1].prefix.length() != 0 ? depth - 1 : elementStack[depth - 1].prefixed_ancestor;
+    element.prefixed_ancestor = depth > 1 && elementStack[depth - 1].prefix.length() != 0
+                                    ? depth - 1
+                                    : elementStack[depth - 1].prefixed_ancestor;
 }

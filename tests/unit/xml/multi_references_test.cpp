@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "xml_trace.h"
+
+namespace {
+
+struct Document {
+    const char* name;
+    std::string_view text;
+    std::string_view events;
+};
+
+const Document kDocuments[] = {
+    {"Backward", "<r><b id='1' t='u'>x</b><a href='#1'/></r>", "<r><b id=1 t=u>[x]</b><a t=u>[x]</a></r>."},
+    {"Forward", "<r><a href=\"#1\"/><b id=\"1\">x</b></r>", "<r><a>[x]</a><b id=1>[x]</b></r>."},
+    {"ForwardWithAttributesAround", "<r><a z='0' href='#1'/><b c=\"d\" id=\"1\" e=\"f\">x</b></r>",
+     "<r><a z=0 c=d e=f>[x]</a><b c=d id=1 e=f>[x]</b></r>."},
+    {"Twice", "<r><b id='1'><c/></b><a href='#1'/><d href='#1'/></r>",
+     "<r><b id=1><c/></c></b><a><c/></c></a><d><c/></c></d></r>."},
+    {"OwnAttributesComeFirst", "<r><b id='r' b='2'><y/>text</b><x a='1' href='#r'/></r>",
+     "<r><b id=r b=2><y/></y>[text]</b><x a=1 b=2><y/></y>[text]</x></r>."},
+    {"WithinReferencedText", "<r><b id='1'>x</b><c id='2'><d href='#1'/></c><a href='#2'/></r>",
+     "<r><b id=1>[x]</b><c id=2><d>[x]</d></c><a><d>[x]</d></a></r>."},
+    {"ForwardWithinForward", "<r><a href='#2'/><c id=\"2\"><d href='#1'/></c><b id=\"1\">x</b></r>",
+     "<r><a><d>[x]</d></a><c id=2><d>[x]</d></c><b id=1>[x]</b></r>."},
+    {"NotFollowedUnlessEmpty", "<r><a href='#1'></a></r>", "<r><a></a></r>."},
+    {"FirstCharacterIsDropped", "<r><b id='1'>x</b><a href='x1'/></r>", "<r><b id=1>[x]</b><a>[x]</a></r>."},
+    {"IdIgnoresCaseBackward", "<r><b id='abc'>x</b><a href='#ABC'/></r>",
+     "<r><b id=abc>[x]</b><a>[x]</a></r>."},
+    {"IdHeedsCaseForward", "<r><a href='#ABC'/><b id=\"abc\">x</b></r>",
+     "<r>!-115 Href defined but corresponding ID NOT found @1:19"},
+    {"FirstOfTwoIdsCounts", "<r><b id='1'>x</b><b id='1'>y</b><a href='#1'/></r>",
+     "<r><b id=1>[x]</b><b id=1>[y]</b><a>[x]</a></r>."},
+    {"NoSuchId", "<r><a href='#1'/></r>", "<r>!-115 Href defined but corresponding ID NOT found @1:17"},
+    {"EmptyElementWithoutAttributes", "<r><b id='1'/><a href='#1'/></r>",
+     "<r><b id=1/></b>!-133 Naming convention error @1:28"},
+    {"EmptyElementWithAnAttribute", "<r><b id='1' c='2'/><a href='#1'/></r>",
+     "<r><b id=1 c=2/></b>!-137 No whitespace between two attributes or unexpected char @1:40"},
+    {"NestedElementOfTheSameNameCutsIt", "<r><b id='1'><b>x</b>y</b><a href='#1'/></r>",
+     "<r><b id=1><b>[x]</b>[y]</b><a><b>[x]!-129 Well Formedness Error. End Tag does not match start tag. "
+     "@1:49"},
+    {"ToItself", "<r><a id=\"1\" href='#1'/></r>", "<r>!-131 Duplicate attribute defined @1:31"},
+    {"SecondHref", "<r><b id='1'>x</b><a href='#1' href='#1'/></r>",
+     "<r><b id=1>[x]</b>!-131 Duplicate attribute defined @1:37"},
+    {"HrefThatNamesNothing", "<r><b id='1'>x</b><a href='' q='#1'/></r>",
+     "<r><b id=1>[x]</b><a>[x]</a></r>."},
+    {"NamespaceAtThePlaceOfTheReference",
+     "<r><p:b xmlns:p='u' id='1'><c/></p:b><p:a xmlns:p='v' href='#1'/></r>",
+     "<r><p:b{u} xmlns:p=u id=1><c{u}/></c{u}></p:b{u}><p:a{v} xmlns:p=v><c{v}/></c{v}></p:a{v}></r>."},
+    {"UnclosedElement", "<r><b id='1'>x", "<r><b id=1>[x]!-139 End tag missing @1:14"},
+};
+
+class MultiReferencesIn : public testing::TestWithParam<Document> {};
+
+TEST_P(MultiReferencesIn, AreReadInPlaceHoweverTheBytesArrive) {
+    const Document& document = GetParam();
+    for (int step = static_cast<int>(document.text.size()); step > 0; --step) {
+        ASSERT_EQ(trace(document.text, step), document.events) << "in pieces of " << step;
+    }
+    for (std::size_t length = 0; length < document.text.size(); ++length) {
+        const std::string events = trace(document.text.substr(0, length));
+        ASSERT_TRUE(events.ends_with('.') || events.find('!') != std::string::npos) << events;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Documents, MultiReferencesIn, testing::ValuesIn(kDocuments),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// Each of these goes round without end if nobody counts.
+TEST(MultiReferences, RingsEndInAnError) {
+    const std::string_view rings[] = {
+        "<r><b id='1'><a href='#1'/></b></r>",
+        "<r><a href='#1'/><b id=\"1\"><a href='#1'/></b></r>",
+        "<r><b id='1'><x href='#2'/></b><c id=\"2\"><x href='#3'/></c><d id=\"3\"><x href='#1'/></d></r>",
+    };
+    for (const std::string_view ring : rings) {
+        EXPECT_NE(trace(ring).find("!-115 Href defined but corresponding ID NOT found"), std::string::npos)
+            << ring;
+    }
+}
+
+std::string nested_references(int count) {
+    std::string text = "<r><b id='0'>x</b>";
+    for (int i = 1; i < count; ++i) {
+        text += "<b id='" + std::to_string(i) + "'><a href='#" + std::to_string(i - 1) + "'/></b>";
+    }
+    return text + "</r>";
+}
+
+TEST(MultiReferences, NestSixtyFourDeep) {
+    EXPECT_TRUE(trace(nested_references(65)).ends_with("."));
+    EXPECT_NE(trace(nested_references(66)).find("!-115"), std::string::npos);
+}
+
+// Two references to each element below make 2^n texts of the first.
+TEST(MultiReferences, TextBroughtInIsBounded) {
+    std::string text = "<r><b id='0'>" + std::string(1000, 'x') + "</b>";
+    for (int i = 1; i < 60; ++i) {
+        const std::string below = std::to_string(i - 1);
+        text += "<b id='" + std::to_string(i) + "'><a href='#" + below + "'/><a href='#" + below + "'/></b>";
+    }
+    PiecewiseInputStream stream(text + "</r>", 1 << 20);
+    CXmlPullParser parser(&stream);
+    std::size_t seen = 0;
+    try {
+        for (;;) {
+            if (parser.next() == TEXT) seen += static_cast<std::size_t>(parser.getText().length());
+        }
+    } catch (const CXmlPullParserException&) {
+        EXPECT_EQ(parser.getErrorCode(), -115);
+    }
+    EXPECT_LE(seen, 65u << 20);
+}
+
+TEST(MultiReferences, ManyForwardReferencesCostWhatTheyBring) {
+    constexpr int kMany = 20000;
+    std::string text = "<r>";
+    for (int i = 0; i < kMany; ++i) text += "<a href=\"#i" + std::to_string(i) + "\"/>";
+    for (int i = 0; i < kMany; ++i)
+        text += "<b id=\"i" + std::to_string(i) + "\">" + std::string(150, 'x') + "</b>";
+    PiecewiseInputStream stream(text + "</r>", 1 << 20);
+    CXmlPullParser parser(&stream);
+    int texts = 0;
+    const auto begin = std::chrono::steady_clock::now();
+    for (int event = 0; event != XML_END_DOCUMENT;) {
+        event = parser.next();
+        if (event == TEXT) ++texts;
+    }
+    EXPECT_EQ(texts, 2 * kMany);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+}
+
+}  // namespace

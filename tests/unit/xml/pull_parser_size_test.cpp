@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "xml_trace.h"
+
+// Documents of hostile size or shape: each is read, or refused, in time and memory that go with its length.
+namespace {
+
+std::string repeated(int count, std::string_view text) {
+    std::string all;
+    for (int i = 0; i < count; ++i) all += text;
+    return all;
+}
+
+std::string numbered(int count, std::string_view before, std::string_view behind) {
+    std::string all;
+    for (int i = 0; i < count; ++i) all += std::string(before) + std::to_string(i) + std::string(behind);
+    return all;
+}
+
+constexpr int kMany = 100000;
+
+struct Large {
+    const char* name;
+    std::string (*make)();
+    int error;  ///< 0 if it is read to its end
+};
+
+const Large kLarge[] = {
+    {"NestedElements", [] { return repeated(kMany, "<a>") + repeated(kMany, "</a>"); }, 0},
+    {"NestedElementsWithoutEnd", [] { return repeated(kMany, "<a>"); }, -139},
+    {"NestedDefaultsThatSayNothing", [] { return repeated(kMany, "<a xmlns=''>"); }, -139},
+    {"NestedPrefixes", [] { return numbered(kMany, "<a xmlns:p", "='u'>"); }, -139},
+    {"NestedPrefixesAndTheOutermost",
+     [] { return "<o:a xmlns:o='u'>" + numbered(kMany, "<o:a xmlns:p", "='u'>"); }, -139},
+    {"ManyAttributes", [] { return "<a" + numbered(kMany, " b", "='1'") + "/>"; }, 0},
+    {"ManyAttributesAndTheFirstAgain", [] { return "<a" + numbered(kMany, " b", "='1'") + " B0=''/>"; },
+     -131},
+    {"ManyDeclarations", [] { return "<p7:a" + numbered(kMany, " xmlns:p", "='u'") + "/>"; }, 0},
+    {"ManyQualifiedAttributesWithALongUri",
+     [] {
+         const std::string uri(100000, 'u');
+         return "<a xmlns:p='" + uri + "' xmlns:q='" + uri + "1'" + numbered(20000, " p:b", "=''") +
+                numbered(20000, " q:b", "=''") + "/>";
+     },
+     0},
+    {"LongAttribute", [] { return "<a b='" + std::string(50 << 20, 'x') + "'/>"; }, 0},
+    {"LongName", [] { return "<" + std::string(5 << 20, 'x') + "/>"; }, 0},
+    {"LongReference", [] { return "<a>&" + std::string(5 << 20, 'x') + ";</a>"; }, -111},
+    {"ManyReferences", [] { return "<a>" + repeated(kMany, "&lt;&#10;") + "</a>"; }, 0},
+    {"OpenDoctype", [] { return "<!DOCTYPE a [" + repeated(kMany, "<!ENTITY x \"y\">"); }, -103},
+    {"ManyIdsThatAreNeverClosed", [] { return "<r>" + numbered(kMany, "<b id='", "'/>") + "</r>"; }, 0},
+    {"NestedIds", [] { return numbered(20000, "<b id='", "'>"); }, -139},
+};
+
+class LargeDocument : public testing::TestWithParam<Large> {};
+
+TEST_P(LargeDocument, IsReadInTimeThatGoesWithItsLength) {
+    const std::string text = GetParam().make();
+    PiecewiseInputStream stream(text, 1 << 20);
+    CXmlPullParser parser(&stream);
+    parser.setProcessNamespaces();
+    const auto begin = std::chrono::steady_clock::now();
+    try {
+        while (parser.next() != XML_END_DOCUMENT) {
+        }
+    } catch (const CXmlPullParserException&) {
+    }
+    EXPECT_EQ(parser.getErrorCode(), GetParam().error);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+}
+
+INSTANTIATE_TEST_SUITE_P(Documents, LargeDocument, testing::ValuesIn(kLarge),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// Every allocation fails once: the document is read, or the error is that of memory, and nothing leaks.
+TEST(PullParserMemory, EndsInAnErrorWhereverItRunsOut) {
+    const std::string document =
+        "<?xml version='1.0' encoding='UTF-8'?><o:r "
+        "xmlns:o='http://a.example/a-name-that-is-long-enough-to-need-a-"
+        "block' o:x='1' xml:l='e'>" +
+        numbered(14, "<e", ">") + std::string(3000, 'x') + "&lt;" + "<w" + numbered(14, " a", "='v'") +
+        numbered(40, " xmlns:p", "='u'") + "/>" +
+        "<b id='1'>text</b><c href='#1'/><d href='#2'/><b id=\"2\">y</b>" +
+        std::string("</e13></e12></e11></e10></e9></e8></e7></e6></e5></e4></e3></e2></e1></e0></o:r>");
+    const std::string whole = trace(document);
+    ASSERT_TRUE(whole.ends_with('.')) << whole;
+    const long tried = with_each_allocation_failing([&] {
+        const std::string events = trace(document, 512);
+        if (events == "no memory" || events == whole) return;
+        const std::size_t error = events.find('!');
+        ASSERT_NE(error, std::string::npos) << events;
+        const bool memory = events.find("emory", error) != std::string::npos;
+        EXPECT_TRUE(memory) << events.substr(error);
+    });
+    EXPECT_GT(tried, 20);
+}
+
+}  // namespace

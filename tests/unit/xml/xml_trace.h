@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "support/piecewise_stream.h"
+#include "xml/pull_parser.h"
+
+/// How a document is read: with prefixes resolved or not, as merged events or as single tokens.
+enum class Reading { events, raw_names, tokens };
+
+inline std::string qualified(const CRefString& prefix, const CRefString& name, const CRefString& uri) {
+    std::string text(name.view());
+    if (prefix.length() > 0) text = std::string(prefix.view()) + ':' + text;
+    if (uri.length() > 0) text += '{' + std::string(uri.view()) + '}';
+    return text;
+}
+
+inline std::string trace_start_tag(CXmlPullParser& parser) {
+    std::string text = '<' + qualified(parser.getPrefix(), parser.getName(), parser.getNamespace());
+    for (int i = 0; i < parser.getAttributeCount(); ++i) {
+        text += ' ' + qualified(parser.getAttributePrefix(i), parser.getAttributeName(i),
+                                parser.getAttributeNamespace(i));
+        text += '=' + std::string(parser.getAttributeValue(i).view());
+    }
+    return text + (parser.isEmptyElementTag() ? "/>" : ">");
+}
+
+inline std::string trace_event(CXmlPullParser& parser, int event) {
+    switch (event) {
+        case XML_END_DOCUMENT:
+            return ".";
+        case START_TAG:
+            return trace_start_tag(parser);
+        case XML_END_TAG:
+            return "</" + qualified(parser.getPrefix(), parser.getName(), parser.getNamespace()) + '>';
+        case TEXT:
+            return '[' + std::string(parser.getText().view()) + ']';
+        default:
+            return std::to_string(event) + '[' + std::string(parser.getText().view()) + ']';
+    }
+}
+
+/// All events in one line, `.` at the end of the document; an error is `!code message @line:column`, where
+/// the code is left out if there is no parser to ask.
+inline std::string trace(std::string_view document, int step = 1 << 20, Reading reading = Reading::events) {
+    PiecewiseInputStream stream(document, step);
+    std::string text;
+    std::unique_ptr<CXmlPullParser> parser;
+    try {
+        parser.reset(new CXmlPullParser(&stream));
+        if (!parser) return "no memory";
+        if (reading != Reading::raw_names) parser->setProcessNamespaces();
+        for (int event = 0; event != XML_END_DOCUMENT;) {
+            event = reading == Reading::tokens ? parser->nextToken() : parser->next();
+            text += trace_event(*parser, event);
+        }
+    } catch (const CXmlPullParserException& error) {
+        text += '!';
+        if (parser) text += std::to_string(parser->getErrorCode()) + ' ';
+        text += error.message();
+        text += " @" + std::to_string(error.line()) + ':' + std::to_string(error.column());
+    }
+    return text;
+}
