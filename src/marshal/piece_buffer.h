@@ -31,7 +31,7 @@ public:
     }
 
     void write(const char* data, std::size_t length) {
-        if (gather_ && length <= kSize - used_) {
+        if (gather_ && length <= kSize && used_ <= kSize - length) {
             std::memcpy(bytes_ + used_, data, length);
             used_ += length;
         } else {

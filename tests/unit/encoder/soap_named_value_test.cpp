@@ -28,7 +28,7 @@ std::string renumbered(const std::string& text) {
         std::size_t end = i + 1;
         while (std::isdigit(static_cast<unsigned char>(text[end]))) ++end;
         auto [found, is_new] = names.try_emplace(text.substr(i, end - i));
-        if (is_new) found->second = "m" + std::to_string(names.size());
+        if (is_new) found->second = std::string("m").append(std::to_string(names.size()));
         result += found->second;
         i = end;
     }

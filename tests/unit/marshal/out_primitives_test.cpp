@@ -68,7 +68,7 @@ TEST(OutPrimitives, strings_escape_five_characters_and_nothing_else) {
         for (std::size_t at = 0; at < length; ++at) {
             std::string text(length, ';');
             text[at] = '<';
-            EXPECT_EQ(string(text), "[" + text.substr(0, at) + "&lt;" + text.substr(at + 1) + "]");
+            EXPECT_EQ(string(text), std::string("[").append(at, ';') + "&lt;" + text.substr(at + 1) + "]");
         }
     }
     // Neighbours of the special characters, which differ from them in one bit or carry into them.
@@ -76,7 +76,7 @@ TEST(OutPrimitives, strings_escape_five_characters_and_nothing_else) {
     for (int c = 1; c < 256; ++c) {
         if (std::strchr("<>\"'&", c) == nullptr) others += static_cast<char>(c);
     }
-    EXPECT_EQ(string(others), "[" + others + "]");
+    EXPECT_EQ(string(others), std::string("[").append(others) + "]");
 }
 
 TEST(OutPrimitives, long_texts_cross_the_gathering_buffer) {
