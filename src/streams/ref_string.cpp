@@ -71,10 +71,24 @@ std::uint64_t lower_eight(std::uint64_t x) {
     return x | (capital >> 2);
 }
 
-std::uint64_t load(const char* from, std::size_t count) {
+std::uint64_t load_eight(const char* from) {
     std::uint64_t word = 0;
-    std::memcpy(&word, from, count);
+    std::memcpy(&word, from, sizeof word);
     return word;
+}
+
+std::uint64_t load_four(const char* from) {
+    std::uint32_t word = 0;
+    std::memcpy(&word, from, sizeof word);
+    return word;
+}
+
+/// Up to eight bytes, each of them once at least.
+std::uint64_t load_few(const char* from, std::size_t count) {
+    if (count >= 4) return load_four(from) | load_four(from + count - 4) << 32;
+    if (count == 0) return 0;
+    const auto byte = [from](std::size_t at) { return std::uint64_t{static_cast<unsigned char>(from[at])}; };
+    return byte(0) | byte(count / 2) << 8 | byte(count - 1) << 16;
 }
 
 std::uint64_t mix(std::uint64_t a, std::uint64_t b) {
@@ -98,11 +112,11 @@ const std::uint64_t hash_seed = make_seed();
 std::uint32_t folded_hash(const char* text, std::size_t length) noexcept {
     std::uint64_t state = hash_seed ^ (length * 0x9E3779B97F4A7C15u);
     while (length > 8) {
-        state = mix(state ^ lower_eight(load(text, 8)), 0x8EBC6AF09C88C6E3u ^ hash_seed);
+        state = mix(state ^ lower_eight(load_eight(text)), 0x8EBC6AF09C88C6E3u ^ hash_seed);
         text += 8;
         length -= 8;
     }
-    state = mix(state ^ lower_eight(load(text, length)), 0x589965CC75374CC3u ^ hash_seed);
+    state = mix(state ^ lower_eight(load_few(text, length)), 0x589965CC75374CC3u ^ hash_seed);
     const auto folded = static_cast<std::uint32_t>(state ^ (state >> 32));
     return folded == 0 ? 1 : folded;
 }

@@ -25,7 +25,9 @@ Lead lead_of(int byte) {
     return {-1, 0};
 }
 
-int unsigned_byte(char c) { return static_cast<unsigned char>(c); }
+int unsigned_byte(char c) {
+    return static_cast<unsigned char>(c);
+}
 
 /// The next six bits; what no longer fits is shifted out.
 int append_bits(int accumulated, int byte) {
@@ -55,7 +57,9 @@ CXmlByteReader::CXmlByteReader(CInputStream* input, const char* encoding_name, i
     }
 }
 
-CXmlByteReader::~CXmlByteReader() { PEL_array_delete(block); }
+CXmlByteReader::~CXmlByteReader() {
+    PEL_array_delete(block);
+}
 
 int CXmlByteReader::readBlock(char* destination, int wanted) {
     if (cursor == blockEnd) {
@@ -83,7 +87,9 @@ bool CXmlByteReader::refill() {
     return true;
 }
 
-int CXmlByteReader::readByte() { return refill() ? unsigned_byte(*cursor++) : -1; }
+int CXmlByteReader::readByte() {
+    return refill() ? unsigned_byte(*cursor++) : -1;
+}
 
 int CXmlByteReader::decodeChar(const char* buffer, int& position, int count) {
     return code == XML_UTF_8 ? decode_utf8(buffer, position, count) : decode_utf16(buffer, position, count);

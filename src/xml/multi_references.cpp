@@ -61,14 +61,16 @@ void MultiReferences::find_end(Element& element) {
     }
     const std::size_t markup = text.find('<', from);
     const std::size_t empty = text.find("/>", from);
-    const bool is_empty = empty != std::string_view::npos && markup != std::string_view::npos && empty < markup;
+    const bool is_empty =
+        empty != std::string_view::npos && markup != std::string_view::npos && empty < markup;
     element.end = is_empty ? static_cast<int>(empty) : -2;
 }
 
 void MultiReferences::index_ids() {
     indexed = true;
     const std::string_view text(document_, static_cast<std::size_t>(size));
-    for (std::size_t at = text.find(kIdMarker); at != std::string_view::npos; at = text.find(kIdMarker, at + 1)) {
+    for (std::size_t at = text.find(kIdMarker); at != std::string_view::npos;
+         at = text.find(kIdMarker, at + 1)) {
         const std::size_t value = at + kIdMarker.size();
         const std::size_t quote = text.find('"', value);
         if (quote == std::string_view::npos) break;
@@ -110,7 +112,8 @@ bool MultiReferences::read_tag(Element& element, int id_begin) {
     return true;
 }
 
-MultiReferences::Input MultiReferences::follow(const CRefString& id, const CRefString& name, const Input& current) {
+MultiReferences::Input MultiReferences::follow(const CRefString& id, const CRefString& name,
+                                               const Input& current) {
     const Element* element = find(id);
     if (element == nullptr) element = find_ahead(id, document_position(current));
     if (element == nullptr || nesting >= kMaxNesting) return {};

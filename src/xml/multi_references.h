@@ -14,9 +14,9 @@
 
 class CXmlByteReader;
 
-/// What the parser needs to follow `href` to `id` (SOAP 1.1, section 5): the raw text of the document from the
-/// first `id` or `href` on, where in it the elements with an id begin, and what is left to read of the texts
-/// that references brought in.
+/// What the parser needs to follow `href` to `id` (SOAP 1.1, section 5): the raw text of the document from
+/// the first `id` or `href` on, where in it the elements with an id begin, and what is left to read of the
+/// texts that references brought in.
 ///
 /// A reference is followed by reading on in the referenced element's own bytes: nothing is copied, so that
 /// the cost of a reference is that of reading what it brings in.
@@ -81,9 +81,9 @@ private:
     int size = 0;
     long long brought_in = 0;
     int nesting = 0;
-    std::unordered_map<std::string, Element> elements;  ///< by id in lower case
-    std::vector<Frame> frames;                          ///< what is to be read, the next one last
-    CRefString last_owner;                              ///< keeps the text that is being read
+    std::unordered_map<std::string, Element> elements;    ///< by id in lower case
+    std::vector<Frame> frames;                            ///< what is to be read, the next one last
+    CRefString last_owner;                                ///< keeps the text that is being read
     std::vector<std::pair<std::string_view, int>> ahead;  ///< ids in the text with their places, sorted
     bool indexed = false;
 };

@@ -46,7 +46,8 @@ int NamespaceScopes::take_record() {
 
 bool NamespaceScopes::declare(int depth, const CRefString& prefix, const CRefString& uri) {
     const int record = take_record();
-    if (record < 0 || !depths.reserve(depth_count + 1, 8) || !firsts.reserve(depth_count + 1, 8)) return false;
+    if (record < 0 || !depths.reserve(depth_count + 1, 8) || !firsts.reserve(depth_count + 1, 8))
+        return false;
     const int slot = slot_of(depth);
     if (slot == depth_count || depths[slot] != depth) {
         for (int i = depth_count; i > slot; --i) {
@@ -82,7 +83,8 @@ bool NamespaceScopes::declare(int depth, const CRefString& prefix, const CRefStr
 void NamespaceScopes::index_depth(int depth, int first) {
     for (int record = first; record >= 0; record = records[record].next) {
         const Declaration& declaration = records[record];
-        if (declaration.uri.length() != 0) index[lower_case(declaration.prefix)].try_emplace(depth, declaration.uri);
+        if (declaration.uri.length() != 0)
+            index[lower_case(declaration.prefix)].try_emplace(depth, declaration.uri);
     }
 }
 
@@ -96,8 +98,9 @@ void NamespaceScopes::unindex_depth(int depth, int first) {
 const CRefString* NamespaceScopes::find_at(int first, const CRefString& prefix) const {
     for (int record = first; record >= 0; record = records[record].next) {
         const Declaration& declaration = records[record];
-        const bool matches = prefix.length() == 0 ? declaration.prefix.length() == 0 && declaration.uri.length() != 0
-                                            : declaration.prefix.length() != 0 && declaration.prefix == prefix;
+        const bool matches = prefix.length() == 0
+                                 ? declaration.prefix.length() == 0 && declaration.uri.length() != 0
+                                 : declaration.prefix.length() != 0 && declaration.prefix == prefix;
         if (matches) return &declaration.uri;
     }
     return nullptr;

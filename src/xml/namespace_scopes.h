@@ -14,7 +14,8 @@
 /// declaration that matches counts. Prefixes ignore case.
 class NamespaceScopes {
 public:
-    /// Forgets what `depth` declared: its element is about to declare something, and does so before any other.
+    /// Forgets what `depth` declared: its element is about to declare something, and does so before any
+    /// other.
     void begin(int depth);
 
     /// Adds a declaration behind those that `depth` has; false when memory ends.

@@ -2,6 +2,7 @@
 #include "xml/pull_parser.h"
 
 #include "streams/stream.h"
+#include "xml/character_classes.h"
 
 namespace {
 
@@ -12,9 +13,13 @@ constexpr char kNoMemory[] = "Memory allocation error";
 
 }  // namespace
 
-CXmlPullParser::CXmlPullParser(CInputStream* stream) { setInput(stream); }
+CXmlPullParser::CXmlPullParser(CInputStream* stream) {
+    setInput(stream);
+}
 
-CXmlPullParser::~CXmlPullParser() { close(); }
+CXmlPullParser::~CXmlPullParser() {
+    close();
+}
 
 void CXmlPullParser::setInput(CInputStream* stream) {
     alive = true;
@@ -35,6 +40,7 @@ void CXmlPullParser::setInput(CInputStream* stream) {
     if (errorCode == -101) raise(-101, "No Underlying source");
     if (errorCode == -102) raise(-102, "Memory Allocation Error");
     encodingCode = reader->encoding();
+    plainBytes = encodingCode != XML_UTF_16BE && encodingCode != XML_UTF_16LE;
 }
 
 void CXmlPullParser::reserve(bool done, const char* message) {
@@ -99,9 +105,12 @@ CRefString CXmlPullParser::getAttributeValue(int index) {
 }
 
 CRefString CXmlPullParser::getNamespace(const CRefString& wanted) {
-    const std::string_view bytes = wanted.view();
-    if (bytes.size() == 3 && wanted == CRefString("xml")) return CRefString("http://www.w3.org/XML/1998/namespace");
-    if (bytes.size() == 5 && wanted == CRefString("xmlns")) return CRefString("http://www.w3.org/2000/xmlns/");
+    const auto constant = [](CRefString& kept, const char* uri) {
+        if (kept.length() == 0) kept = CRefString(uri);
+        return kept;
+    };
+    if (is_word(wanted.view(), "xml")) return constant(xmlUri, "http://www.w3.org/XML/1998/namespace");
+    if (is_word(wanted.view(), "xmlns")) return constant(xmlnsUri, "http://www.w3.org/2000/xmlns/");
     return scopes.find(wanted, depth);
 }
 

@@ -162,6 +162,8 @@ private:
     int nextDecodedChar();
     void append_peeked(int c);
     int readChar();
+    int read_decoded();
+    void pass(int length);
     void readExpected(char expected);
     void skipWhitespace();
     void pushChar(int c);
@@ -179,8 +181,10 @@ private:
     // Tags: pull_parser_tags.cpp
     void parseStartTag(bool isXmlDecl);
     bool read_tag_end(bool isXmlDecl, int c, bool& leave);
-    void parseAttribute(bool isXmlDecl);
-    void store_attribute(const CRefString& attribute_name, bool is_id, int start);
+    void parseAttribute();
+    CRefString read_value(int delimiter);
+    void store_attribute(const CRefString& attribute_name, const CRefString& value);
+    bool end_tag_at_hand();
     void check_duplicates();
     void open_element();
     void adjustNamespaces();
@@ -191,7 +195,10 @@ private:
 
     // Text, references and other markup: pull_parser_text.cpp, pull_parser_markup.cpp
     void pushText(int delimiter, bool resolveEntities);
-    void push_plain_run(int delimiter);
+    void push_plain_run(int delimiter, bool resolveEntities);
+    bool push_special(bool resolveEntities);
+    bool push_high_character();
+    bool push_entity_at_hand();
     void classify_whitespace();
     void pushEntity();
     void push_named_entity(const CRefString& code);
@@ -206,7 +213,8 @@ private:
     bool load_references();
     bool fetch_referenced();
 
-    static constexpr int kInternSlots = 64;
+    static constexpr int kInternSlots = 128;
+    static constexpr int kLongestInterned = 128;
 
     int line = 1;
     int column = 0;
@@ -215,6 +223,7 @@ private:
     int peekChars[2] = {};
     int peekCount = 0;
     bool wasCR = false;
+    bool plainBytes = false;  ///< a byte below 128 is a character
     int encodingCode = XML_UTF_8;
     bool alive = false;
     std::unique_ptr<CXmlByteReader> reader;
@@ -252,4 +261,5 @@ private:
     bool hasId = false;
     std::unique_ptr<MultiReferences> references;  ///< from the first `id` or `href` on
     CRefString internTable[kInternSlots];
+    CRefString xmlUri, xmlnsUri;  ///< of the prefixes that are always bound
 };

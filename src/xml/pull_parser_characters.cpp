@@ -8,18 +8,7 @@
 #include <limits>
 
 #include "xml/character_classes.h"
-#include "xml/pull_parser.h"
-
-bool CXmlPullParser::plain_ahead(int pos) const {
-    if (peekCount != 0 || wasCR || encodingCode == XML_UTF_16BE || encodingCode == XML_UTF_16LE) return false;
-    if (srcPos + pos >= srcCount) return false;
-    return is_plain(src[srcPos]) && (pos == 0 || is_plain(src[srcPos + 1]));
-}
-
-int CXmlPullParser::peekChar(int pos) {
-    if (pos < peekCount) return peekChars[pos];
-    return plain_ahead(pos) ? src[srcPos + pos] : peek_decoded(pos);
-}
+#include "xml/pull_parser_inline.h"
 
 bool CXmlPullParser::fetch() {
     if (reader == nullptr) return false;
@@ -55,15 +44,10 @@ void CXmlPullParser::append_peeked(int c) {
     wasCR = false;
 }
 
-int CXmlPullParser::readChar() {
-    int c = 0;
-    if (plain_ahead(0)) {
-        c = src[srcPos++];
-    } else {
-        c = peekCount > 0 ? peekChars[0] : peek_decoded(0);
-        peekChars[0] = peekChars[1];
-        --peekCount;
-    }
+int CXmlPullParser::read_decoded() {
+    const int c = peekCount > 0 ? peekChars[0] : peek_decoded(0);
+    peekChars[0] = peekChars[1];
+    --peekCount;
     ++column;
     if (c == '\n') {
         ++line;
@@ -85,16 +69,6 @@ void CXmlPullParser::skipWhitespace() {
     for (int c = peekChar(0); c <= 32 && c != -1; c = peekChar(0)) readChar();
 }
 
-void CXmlPullParser::pushChar(int c) {
-    isWhitespace_ = isWhitespace_ && is_white(c);
-    const char byte = static_cast<char>(c);
-    if (textLength < textCapacity) {
-        textBuffer[textLength++] = byte;
-    } else {
-        push_run(&byte, 1);
-    }
-}
-
 void CXmlPullParser::push_run(const char* bytes, int length) {
     const long long needed = static_cast<long long>(textLength) + length;
     if (needed > textCapacity) {
@@ -112,15 +86,16 @@ void CXmlPullParser::push_run(const char* bytes, int length) {
     textLength += length;
 }
 
-CRefString CXmlPullParser::getRange(int start) { return make_text(textBuffer + start, textLength - start); }
+CRefString CXmlPullParser::getRange(int start) {
+    return make_text(textBuffer + start, textLength - start);
+}
 
 CRefString CXmlPullParser::intern(const char* bytes, int length) {
-    unsigned hash = static_cast<unsigned>(length);
-    for (int i = 0; i < length; ++i) hash = hash * 31 + static_cast<unsigned char>(bytes[i]);
-    CRefString& slot = internTable[hash % kInternSlots];
-    if (slot.length() != length || std::memcmp(slot.c_str(), bytes, static_cast<std::size_t>(length)) != 0) {
+    const auto size = static_cast<std::size_t>(length);
+    if (length > kLongestInterned) return make_text(bytes, length);
+    CRefString& slot = internTable[folded_hash(bytes, size) % kInternSlots];
+    if (slot.length() != length || std::memcmp(slot.c_str(), bytes, size) != 0)
         slot = make_text(bytes, length);
-    }
     return slot;
 }
 
@@ -133,8 +108,7 @@ CRefString CXmlPullParser::readName() {
         if (end < srcCount && is_plain(src[end])) {
             const char* const begin = src + srcPos;
             const int length = end - srcPos;
-            srcPos = end;
-            column += length;
+            pass(length);
             isWhitespace_ = false;
             return intern(begin, length);
         }

@@ -7,7 +7,8 @@
 /// last character read. Copied by value.
 class CXmlPullParserException {
 public:
-    CXmlPullParserException(const char* text, int at_line, int at_column) : line_(at_line), column_(at_column) {
+    CXmlPullParserException(const char* text, int at_line, int at_column)
+        : line_(at_line), column_(at_column) {
         std::size_t i = 0;
         for (; i + 1 < sizeof message_ && text[i] != '\0'; ++i) message_[i] = text[i];
         message_[i] = '\0';

@@ -4,11 +4,13 @@
 // and the document type declaration (XML 1.0, 2.5 to 2.8).
 
 #include "xml/character_classes.h"
-#include "xml/pull_parser.h"
+#include "xml/pull_parser_inline.h"
 
 namespace {
 
-bool is_letter(int c, char lower) { return c == lower || c == lower - ('a' - 'A'); }
+bool is_letter(int c, char lower) {
+    return c == lower || c == lower - ('a' - 'A');
+}
 
 }  // namespace
 

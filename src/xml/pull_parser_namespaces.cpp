@@ -4,17 +4,12 @@
 // (Namespaces in XML, but that names ignore case and scopes are replaced by depth).
 
 #include "xml/name_order.h"
-#include "xml/pull_parser.h"
+#include "xml/pull_parser_inline.h"
 
 namespace {
 
 bool is_xmlns(std::string_view text) {
-    if (text.size() != 5) return false;
-    constexpr std::string_view kXmlns = "xmlns";
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if ((text[i] | 0x20) != kXmlns[i]) return false;
-    }
-    return true;
+    return is_word(text, "xmlns");
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 
-// How the parser follows `href` to `id` (SOAP 1.1, section 5): an empty element with an `href` goes on with the
-// attributes and the content of the element that has the `id`, as if they stood in its place.
+// How the parser follows `href` to `id` (SOAP 1.1, section 5): an empty element with an `href` goes on with
+// the attributes and the content of the element that has the `id`, as if they stood in its place.
 
 #include <new>
 
-#include "xml/pull_parser.h"
+#include "xml/pull_parser_inline.h"
 
 namespace {
 

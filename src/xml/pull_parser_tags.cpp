@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include "xml/name_order.h"
-#include "xml/pull_parser.h"
+#include "xml/pull_parser_inline.h"
 
 void CXmlPullParser::parseStartTag(bool isXmlDecl) {
     hasHref = hasId = false;
@@ -24,7 +24,7 @@ void CXmlPullParser::parseStartTag(bool isXmlDecl) {
             continue;
         }
         if (c == -1) raise(-103, "Unexpected End of file");
-        parseAttribute(isXmlDecl);
+        parseAttribute();
     }
     check_duplicates();
     open_element();
@@ -57,31 +57,26 @@ bool CXmlPullParser::read_tag_end(bool isXmlDecl, int c, bool& leave) {
     return true;
 }
 
-void CXmlPullParser::parseAttribute(bool) {
+void CXmlPullParser::parseAttribute() {
     const CRefString attribute_name = readName();
     skipWhitespace();
     readExpected('=');
     skipWhitespace();
     const int delimiter = readChar();
     if (delimiter != '\'' && delimiter != '"') raise(-130, "Attribute name should  be encolsed in quotes");
-    const std::string_view bytes = attribute_name.view();
-    const bool is_href = bytes.size() == 4 && attribute_name == CRefString("href");
-    if (is_href) {
+    if (is_word(attribute_name.view(), "href")) {
         if (hrefTarget.length() != 0) raise(-131, "Duplicate attribute defined");
         hasHref = true;
-    } else if (bytes.size() == 2 && (bytes[0] | 0x20) == 'i' && (bytes[1] | 0x20) == 'd') {
+    } else if (is_word(attribute_name.view(), "id")) {
         hasId = true;
     }
-    const int start = textLength;
-    pushText(delimiter, true);
+    const CRefString value = read_value(delimiter);
     if (hasHref && hrefTarget.length() == 0) {
         // The first character stands for "in this document", whatever it is. Where an href names nothing the
         // attribute behind it does.
-        hrefTarget =
-            textLength > start + 1 ? make_text(textBuffer + start + 1, textLength - start - 1) : CRefString();
-        textLength = 0;
+        if (value.length() > 1) hrefTarget = make_text(value.c_str() + 1, value.length() - 1);
     } else {
-        store_attribute(attribute_name, hasId, start);
+        store_attribute(attribute_name, value);
     }
     if (readChar() != delimiter) raise(-138, "Quotes enclosing attr value do not match");
     const int behind = peekChar(0);
@@ -90,19 +85,36 @@ void CXmlPullParser::parseAttribute(bool) {
     }
 }
 
-void CXmlPullParser::store_attribute(const CRefString& attribute_name, bool is_id, int start) {
+CRefString CXmlPullParser::read_value(int delimiter) {
+    if (peekCount == 0 && plainBytes) {
+        // The usual value stands in the buffer, up to its quote, as it is.
+        int end = srcPos;
+        while (end < srcCount && !is_class(src[end], xml_characters::VALUE_STOP)) ++end;
+        if (end < srcCount && src[end] == delimiter) {
+            const CRefString value = intern(src + srcPos, end - srcPos);
+            pass(end - srcPos);
+            return value;
+        }
+    }
+    const int start = textLength;
+    pushText(delimiter, true);
+    const CRefString value = getRange(start);
+    textLength = start;
+    return value;
+}
+
+void CXmlPullParser::store_attribute(const CRefString& attribute_name, const CRefString& value) {
     reserve(attributes.reserve(attributeCount + 1, 6), "Memory Allocation Error");
     Attribute& attribute = attributes[attributeCount];
     attribute.name = attribute_name;
-    attribute.value = getRange(start);
+    attribute.value = value;
     attribute.namespace_ = CRefString();
     attribute.prefix = CRefString();
-    if (is_id) {
-        captureId(attribute.value);
+    if (hasId) {
+        captureId(value);
         hasId = false;
     }
     ++attributeCount;
-    textLength = start;
 }
 
 void CXmlPullParser::check_duplicates() {

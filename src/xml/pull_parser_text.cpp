@@ -3,11 +3,43 @@
 // Character data, attribute values and references (XML 1.0, 2.4 and 4.1).
 
 #include "xml/character_classes.h"
-#include "xml/pull_parser.h"
+#include "xml/pull_parser_inline.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
-bool is_quote(int c) { return c == '"' || c == '\''; }
+/// Where the first byte of a class stands in `text`, or its end.
+int run_length(const char* text, int length, xml_characters::Class stop) {
+    int at = 0;
+#if defined(__SSE2__)
+    // Long character data goes sixteen bytes at a time: what stops it is below a space, above 127, < or &.
+    if (stop == xml_characters::TEXT_STOP) {
+        const __m128i line_feed = _mm_set1_epi8('\n');
+        const __m128i carriage_return = _mm_set1_epi8('\r');
+        const __m128i less = _mm_set1_epi8('<');
+        const __m128i ampersand = _mm_set1_epi8('&');
+        const __m128i one = _mm_set1_epi8(1);
+        for (; length - at >= 16; at += 16) {
+            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + at));
+            const __m128i lines =
+                _mm_or_si128(_mm_cmpeq_epi8(bytes, line_feed), _mm_cmpeq_epi8(bytes, carriage_return));
+            const __m128i marks = _mm_or_si128(_mm_cmpeq_epi8(bytes, less), _mm_cmpeq_epi8(bytes, ampersand));
+            const __m128i odd = _mm_cmplt_epi8(bytes, one);
+            const int stops = _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(lines, marks), odd));
+            if (stops != 0) return at + __builtin_ctz(static_cast<unsigned>(stops));
+        }
+    }
+#endif
+    while (at < length && !is_class(text[at], stop)) ++at;
+    return at;
+}
+
+bool is_quote(int c) {
+    return c == '"' || c == '\'';
+}
 
 bool stops(int c, int delimiter, bool resolveEntities) {
     if (c == -1 || c == delimiter) return true;
@@ -34,7 +66,7 @@ bool same_letters(std::string_view a, std::string_view lower) {
 
 void CXmlPullParser::pushText(int delimiter, bool resolveEntities) {
     for (;;) {
-        if (plain_ahead(0)) push_plain_run(delimiter);
+        if (peekCount == 0 && plainBytes) push_plain_run(delimiter, resolveEntities);
         const int c = peekChar(0);
         if (stops(c, delimiter, resolveEntities)) return;
         if (c == '&') {
@@ -48,27 +80,91 @@ void CXmlPullParser::pushText(int delimiter, bool resolveEntities) {
     }
 }
 
-/// Takes as much as the input buffer holds of text that stands for itself.
-void CXmlPullParser::push_plain_run(int delimiter) {
+/// Takes what the input buffer holds, up to the first character that needs a closer look.
+void CXmlPullParser::push_plain_run(int delimiter, bool resolveEntities) {
     const auto stop = is_quote(delimiter) ? xml_characters::VALUE_STOP : xml_characters::TEXT_STOP;
-    const char* const begin = src + srcPos;
-    const char* const end = src + srcCount;
-    const char* at = begin;
-    int line_feeds = 0;
-    const char* last_line_feed = nullptr;
-    for (; at != end && !is_class(*at, stop); ++at) {
-        if (*at == '\n') {
-            ++line_feeds;
-            last_line_feed = at;
+    for (;;) {
+        const char* const begin = src + srcPos;
+        const int length = srcPos < srcCount ? run_length(begin, srcCount - srcPos, stop) : 0;
+        if (length > 0) {
+            for (int i = 0; isWhitespace_ && i < length; ++i) isWhitespace_ = is_white(begin[i]);
+            push_run(begin, length);
+            pass(length);
         }
+        if (srcPos >= srcCount || !push_special(resolveEntities)) return;
     }
-    const int length = static_cast<int>(at - begin);
-    if (length == 0) return;
-    for (const char* c = begin; isWhitespace_ && c != at; ++c) isWhitespace_ = is_white(*c);
-    push_run(begin, length);
-    srcPos += length;
-    line += line_feeds;
-    column = last_line_feed != nullptr ? static_cast<int>(at - last_line_feed) : column + length;
+}
+
+/// The character that ended a run, if it is one of those that are quickly dealt with.
+bool CXmlPullParser::push_special(bool resolveEntities) {
+    const char byte = srcBuf[srcPos];
+    if (byte == '\n' && wasCR) {
+        wasCR = false;
+        ++srcPos;
+        return true;
+    }
+    if (byte == '\n' || byte == '\r') {
+        wasCR = byte == '\r';
+        ++srcPos;
+        ++line;
+        column = 1;
+        pushChar(eventType == START_TAG ? ' ' : '\n');
+        return true;
+    }
+    if (byte == '&') return resolveEntities && push_entity_at_hand();
+    return static_cast<signed char>(byte) < 0 && push_high_character();
+}
+
+/// A character beyond ASCII all of whose bytes are at hand.
+bool CXmlPullParser::push_high_character() {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(srcBuf + srcPos);
+    if (encodingCode == XML_SINGLE_BYTE) {
+        if (bytes[0] == 0xFF) return false;
+        pushChar(static_cast<signed char>(bytes[0]));
+        ++srcPos;
+    } else {
+        const int length = bytes[0] < 0xC2 ? 0 : bytes[0] < 0xE0 ? 2 : bytes[0] < 0xF0 ? 3 : 0;
+        if (length == 0 || srcCount - srcPos < length || (bytes[1] & 0xC0) != 0x80) return false;
+        unsigned character = bytes[0] & (length == 2 ? 0x1Fu : 0x0Fu);
+        character = (character << 6) | (bytes[1] & 0x3Fu);
+        if (length == 3) {
+            if ((bytes[2] & 0xC0) != 0x80) return false;
+            character = (character << 6) | (bytes[2] & 0x3Fu);
+            if (character < 0x80) return false;
+        }
+        pushChar(static_cast<int>(character));
+        srcPos += length;
+    }
+    ++column;
+    wasCR = false;
+    return true;
+}
+
+/// One of the five entities of XML, when all of it is at hand.
+bool CXmlPullParser::push_entity_at_hand() {
+    const char* at = srcBuf + srcPos + 1;
+    const int room = srcCount - srcPos - 1;
+    const auto is = [at, room](const char* lower_case, int length) {
+        return room > length && at[length] == ';' &&
+               is_word({at, static_cast<std::size_t>(length)}, lower_case);
+    };
+    struct {
+        const char* key;
+        int length;
+        char value;
+    } constexpr kEntities[] = {
+        {"lt", 2, '<'}, {"gt", 2, '>'}, {"amp", 3, '&'}, {"quot", 4, '"'}, {"apos", 4, '\''}};
+    for (const auto& entity : kEntities) {
+        if (!is(entity.key, entity.length)) continue;
+        isWhitespace_ = false;
+        unresolvedEntity = false;
+        wasCR = false;
+        pushChar(entity.value);
+        srcPos += entity.length + 2;
+        column += entity.length + 2;
+        return true;
+    }
+    return false;
 }
 
 void CXmlPullParser::classify_whitespace() {
