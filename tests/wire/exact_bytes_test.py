@@ -47,8 +47,23 @@ class ExactBytes(unittest.TestCase):
         server = bank.ScriptedServer(take)
         bank.client(*options, server.url, *call)
         server.close()
-        self.same(name, taken[0], server.port)
-        return taken[0], server.port
+        data = taken[0] if '-DSOAP_CLIENT_CHUNKING' not in options else self.without_chunks(taken[0])
+        self.same(name, data, server.port)
+
+    def without_chunks(self, data):
+        """Head and body of a chunked message; how the body was cut is the writer's own affair."""
+        head, rest = data.split(b'\r\n\r\n', 1)
+        body = b''
+        while True:
+            size, rest = rest.split(b'\r\n', 1)
+            self.assertRegex(size, rb'^(0|[1-9a-f][0-9a-f]*)$')
+            length = int(size, 16)
+            body += rest[:length]
+            self.assertEqual(rest[length:length + 2], b'\r\n')
+            rest = rest[length + 2:]
+            if length == 0:
+                self.assertEqual(rest, b'')
+                return head + b'\r\n\r\n' + body
 
     def test_1_requests(self):
         for style, options in STYLES.items():
