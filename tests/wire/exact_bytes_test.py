@@ -2,6 +2,7 @@
 """Every byte of the bank's requests, replies and faults, in both styles. The messages stand in messages/ as
 they go over the wire, but for two words: DATE for the HTTP date and PORT for the server's port."""
 import os
+import queue
 import re
 import socket
 import sys
@@ -39,15 +40,17 @@ class ExactBytes(unittest.TestCase):
 
     def recorded_request(self, options, call, name):
         """What the client sends for a call, taken down by a server that answers nothing but an end."""
-        taken = []
+        taken = queue.Queue()
 
         def take(connection):
-            taken.append(bank.read_request(connection) if '-DSOAP_CLIENT_CHUNKING' not in options
-                         else read_chunked(connection))
+            taken.put(bank.read_request(connection) if '-DSOAP_CLIENT_CHUNKING' not in options
+                      else read_chunked(connection))
         server = bank.ScriptedServer(take)
         bank.client(*options, server.url, *call)
         server.close()
-        data = taken[0] if '-DSOAP_CLIENT_CHUNKING' not in options else self.without_chunks(taken[0])
+        data = taken.get(timeout=20)
+        if '-DSOAP_CLIENT_CHUNKING' in options:
+            data = self.without_chunks(data)
         self.same(name, data, server.port)
 
     def without_chunks(self, data):
