@@ -34,6 +34,7 @@ void _SOAP_Connection::close() {
     stop_tls();
     vqNetClose(&socket);
     SOA::socketResource().release();
+    list->socket_closed();
 }
 
 _SOAP_ConnectionList::_SOAP_ConnectionList() {
@@ -75,7 +76,7 @@ bool _SOAP_ConnectionList::append(_SOAP_Connection* connection) {
     tail_ = connection;
     ++idle;
     slots[connection->socket].idle = connection;
-    if (vqHandleAddResourceMode(handle_, connection->socket, 1) == VQOK) return true;
+    if (vqHandleAddResourceMode(handle_, connection->socket, kVqReadable) == VQOK) return true;
     unlink(connection);
     return false;
 }
@@ -92,18 +93,17 @@ _SOAP_Connection* _SOAP_ConnectionList::remove(vqSocket socket) {
     const PEL_Lock lock(mutex_);
     if (socket < 0 || socket >= slot_count) return nullptr;
     _SOAP_Connection* const found = slots[socket].idle;
-    if (found != nullptr) unlink(found);
+    if (found == nullptr) return nullptr;
+    unlink(found);
+    // Else the next wait would watch it again, although a task reads from it by then.
+    vqHandleClearResourceMode(handle_, socket, kVqReadable);
     return found;
 }
 
 _SOAP_Connection* _SOAP_ConnectionList::close_next() {
     const PEL_Lock lock(mutex_);
     closed = true;
-    _SOAP_Connection* const first = head_;
-    if (first == nullptr) return nullptr;
-    unlink(first);
-    vqHandleClearResourceMode(handle_, first->socket, 1);
-    return first;
+    return head_ != nullptr ? remove(head_->socket) : nullptr;
 }
 
 int _SOAP_ConnectionList::idle_count() {
@@ -111,10 +111,14 @@ int _SOAP_ConnectionList::idle_count() {
     return idle;
 }
 
-void _SOAP_ConnectionList::task_begins(_SOAP_Connection* connection) {
+_SOAP_Connection* _SOAP_ConnectionList::task_begins(vqSocket socket) {
+    const PEL_Lock lock(mutex_);
+    _SOAP_Connection* const taken = remove(socket);
+    if (taken == nullptr) return nullptr;
     tasks.fetch_add(1, std::memory_order_acq_rel);
     add_ref();
-    read_begins(connection);
+    slots[socket].reading = true;
+    return taken;
 }
 
 void _SOAP_ConnectionList::read_begins(_SOAP_Connection* connection) {
@@ -131,6 +135,10 @@ void _SOAP_ConnectionList::read_ends(_SOAP_Connection* connection) {
 void _SOAP_ConnectionList::task_ends() {
     tasks.fetch_sub(1, std::memory_order_acq_rel);
     release();
+}
+
+void _SOAP_ConnectionList::socket_closed() {
+    if (starved.load() && starved.exchange(false)) vqUnblock(handle_, 2);
 }
 
 void _SOAP_ConnectionList::stop_reading() {

@@ -9,6 +9,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "server/wait_turn.h"
+
 class CSecureChannel;
 class _SOAP_ConnectionList;
 
@@ -20,7 +22,7 @@ struct _SOAP_Connection {
 
     /// Ends the encrypted session, if there is one.
     void stop_tls();
-    /// Closes the socket and gives its unit back; the record itself stays.
+    /// Closes the socket and gives its unit back; the record itself stays. Not while a list has it.
     void close();
 
     _SOAP_Connection* link = nullptr;  ///< next in the list
@@ -60,8 +62,7 @@ public:
     /// cannot be watched, or the list was closed: it stays the caller's then.
     bool append(_SOAP_Connection* connection);
 
-    /// Takes the connection with this socket out, null if there is none. It is watched no longer once its
-    /// readiness was reported.
+    /// Takes the connection with this socket out and watches it no longer; null if there is none.
     _SOAP_Connection* remove(vqSocket socket);
 
     /// Ends the list: takes out all connections, one after the other, until null comes; `append` fails from
@@ -70,20 +71,28 @@ public:
 
     int idle_count();
 
-    /// A task takes a connection that was removed, and is going to read a request from it.
-    void task_begins(_SOAP_Connection* connection);
+    /// Takes the connection with this socket out for a task, which is going to read a request from it; null
+    /// if there is none. Neither is it watched any more.
+    _SOAP_Connection* task_begins(vqSocket socket);
     /// The task is about to read a further request.
     void read_begins(_SOAP_Connection* connection);
-    /// The request is there, or will not come.
+    /// The request is there, or will not come. To be called before the connection is closed.
     void read_ends(_SOAP_Connection* connection);
     /// The task has nothing to do with the list any more; the list may be gone then.
     void task_ends();
+
+    /// New clients are kept waiting until a socket is closed: `socket_closed` is then to wake the server.
+    void await_socket() { starved.store(true); }
+    void socket_closed();
 
     /// Ends the reading of requests that are not all there: those who wait for bytes find the end of input.
     void stop_reading();
 
     /// Waits until no task is left, at most `seconds`; true if that came.
     bool await_tasks(double seconds);
+
+    /// Whose turn it is to wait on the handle.
+    WaitTurn& turn() { return turn_; }
 
     PEL_Mutex& mutex() { return mutex_; }
     _SOAP_Connection* head() const { return head_; }
@@ -101,11 +110,13 @@ private:
     _SOAP_Connection* head_ = nullptr;
     _SOAP_Connection* tail_ = nullptr;
     PEL_Mutex mutex_;
+    WaitTurn turn_;
     vqHandle handle_ = nullptr;
     Slot* slots = nullptr;  ///< by socket number
     int slot_count = 0;
     int idle = 0;
     bool closed = false;
+    std::atomic<bool> starved = false;
     std::atomic<int> tasks = 0;
     std::atomic<int> references = 1;
 };

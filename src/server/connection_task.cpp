@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "server/connection_task.h"
 
+#include <vqsys/handle.h>
 #include <vqsys/net.h>
 #include <vqsys/text.h>
 
-#include <atomic>
 #include <charconv>
 #include <chrono>
 #include <cstdlib>
@@ -27,12 +27,20 @@ namespace {
 
 /// Bytes of a request that nobody read which are read off a kept connection before the next one.
 constexpr long kDrainLimit = 64 * 1024;
-/// Requests that one task serves in a row while others wait.
-constexpr int kMostInARow = 32;
-/// How long a worker looks for the next request of its connection before it gives it back.
-constexpr auto kLinger = std::chrono::microseconds(30);
+/// What a peer may still send, and how many seconds it may pause and go on for in all, when its connection is
+/// closed behind a reply that came before the end of its request.
+constexpr long kUnreadLimit = 1024 * 1024;
+constexpr double kUnreadPause = 0.1;
+constexpr auto kUnreadTime = std::chrono::milliseconds(500);
+/// How long a worker that is done looks for the next request before the server's loop does: about what it
+/// costs to wake a thread.
+constexpr auto kLinger = std::chrono::microseconds(50);
 
-enum class After { keep, close, close_unread };
+enum class After {
+    keep,
+    close,
+    close_unread  ///< there is a reply on its way, and more of the request may come
+};
 
 /// One HTTP exchange with all that belongs to it.
 class RequestTask {
@@ -41,17 +49,24 @@ public:
         : connection(served), message(new CHttpMessage(HTTP_SERVER_SIDE)) {}
 
     After run() {
-        if (message == nullptr) return After::close_unread;
-        serve();
-        const bool clean = wants_to_stay() && drained();
-        in_stream.release();
-        out_stream.close_body();
+        const After after = message != nullptr ? exchange() : After::close;
         connection.list->read_ends(&connection);
-        if (clean) return After::keep;
-        return replied ? After::close_unread : After::close;
+        return after;
     }
 
 private:
+    After exchange() {
+        serve();
+        out_stream.close_body();
+        // A peer that waits for a reply which memory did not suffice for is to see that none comes.
+        const bool reply_lost = replied && !message->IsHeaderWritten();
+        const bool stays = wants_to_stay() && !reply_lost && drained();
+        in_stream.release();
+        if (stays) return After::keep;
+        const bool unread = !request_read || vqNetPeek(connection.socket) == vqNetState::readable;
+        return replied && unread ? After::close_unread : After::close;
+    }
+
     /// Malformed XML ends here: such a request is answered by nothing, like others that cannot be read.
     void serve() {
         try {
@@ -59,6 +74,7 @@ private:
             call();
         } catch (...) {
             out_stream.drop_body();
+            replied = false;
         }
     }
 
@@ -88,6 +104,7 @@ private:
                                    _Caldane_String(in_stream.operation_name()), _Caldane_String(""),
                                    _Caldane_String(in_stream.operation_namespace()), info, nullptr);
         incoming.invoke();
+        request_read = frame.request_was_read();
     }
 
     /// The key that the address was published under, else the path itself.
@@ -119,71 +136,94 @@ private:
     _SOAP_InStream in_stream;
     _SOAP_OutStream out_stream;
     bool replied = false;
+    bool request_read = false;
 };
 
-/// At most one worker at a time spends the processor on waiting.
-class LingerTurn {
-public:
-    LingerTurn() : mine(!taken.exchange(true, std::memory_order_acquire)) {}
-    ~LingerTurn() {
-        if (mine) taken.store(false, std::memory_order_release);
+struct Found {
+    _SOAP_Connection* connection = nullptr;
+    bool loop_is_needed = false;  ///< a listener, or somebody who called the loop
+};
+
+/// Takes what the wait handle has reported: the first connection is the worker's own, others go to the
+/// dispatcher.
+Found take_ready(_SOAP_ConnectionList& list) {
+    constexpr int kMost = 64;
+    vqSocket ready[kMost];
+    Found found;
+    const int count = vqHandleReady(list.handle(), ready, kMost);
+    for (int i = 0; i < count; ++i) {
+        _SOAP_Connection* const connection = list.task_begins(ready[i]);
+        if (connection == nullptr) {
+            found.loop_is_needed = true;
+        } else if (found.connection == nullptr) {
+            found.connection = connection;
+        } else {
+            Dispatcher::new_task(&serve_connection, connection);
+        }
     }
-    LingerTurn(const LingerTurn&) = delete;
-    LingerTurn& operator=(const LingerTurn&) = delete;
-    explicit operator bool() const { return mine; }
-
-private:
-    static std::atomic<bool> taken;
-    bool mine;
-};
-std::atomic<bool> LingerTurn::taken = false;
-
-/// True if the connection's next request has begun to arrive.
-bool next_request_comes(const _SOAP_Connection& connection) {
-    if (Dispatcher::waiting() != 0) return false;
-    const LingerTurn turn;
-    if (!turn) return false;
-    const auto end = std::chrono::steady_clock::now() + kLinger;
-    do {
-        const vqNetState state = vqNetPeek(connection.socket);
-        if (state != vqNetState::idle) return state == vqNetState::readable;
-    } while (Dispatcher::waiting() == 0 && std::chrono::steady_clock::now() < end);
-    return false;
+    return found;
 }
 
-/// Reads what the peer has sent beyond what was used, so that closing does not take the reply away from it:
-/// a connection that is closed over unread bytes is reset.
-void close_after_unread(_SOAP_Connection& connection) {
+/// Looks for connections that have become readable, for a moment.
+Found find_next(_SOAP_ConnectionList& list) {
+    const auto end = std::chrono::steady_clock::now() + kLinger;
+    do {
+        const vqTimeout at_once = {0, 0};
+        const int woken = vqBlock(list.handle(), &at_once);
+        if (woken == 0) return take_ready(list);
+        if (woken != kVqTimedOut) return {nullptr, true};
+    } while (Dispatcher::waiting() == 0 && std::chrono::steady_clock::now() < end);
+    return {};
+}
+
+/// Shows the peer the end of the reply, and for a moment drops what it still sends: a connection that is closed
+/// over unread bytes is reset, which takes the reply away from a peer that has not read it yet.
+void drop_unread(const _SOAP_Connection& connection) {
     vqNetShutdownWrite(connection.socket);
+    vqNetSetTimeout(connection.socket, kUnreadPause);
+    const auto end = std::chrono::steady_clock::now() + kUnreadTime;
     char dropped[4096];
     long total = 0;
-    while (total < kDrainLimit && vqNetPeek(connection.socket) == vqNetState::readable) {
+    while (total < kUnreadLimit && std::chrono::steady_clock::now() < end) {
         const int count = vqNetRecv(connection.socket, dropped, sizeof dropped, 0);
-        if (count <= 0) break;
+        if (count <= 0) return;
         total += count;
     }
-    connection.close();
+}
+
+/// One request; afterwards the connection is back in its list or gone.
+void serve_one(_SOAP_Connection* connection) {
+    const After after = RequestTask(*connection).run();
+    connection->last_used = idle_clock();
+    if (after == After::keep && connection->list->append(connection)) return;
+    if (after == After::close_unread) drop_unread(*connection);
+    connection->close();
+    delete connection;
 }
 
 }  // namespace
 
 void serve_connection(void* argument) {
-    auto* const connection = static_cast<_SOAP_Connection*>(argument);
+    auto* connection = static_cast<_SOAP_Connection*>(argument);
     _SOAP_ConnectionList* const list = connection->list;
-    After after = After::close;
-    for (int served = 0; served < kMostInARow; ++served) {
-        if (served > 0) list->read_begins(connection);
-        after = RequestTask(*connection).run();
-        connection->last_used = idle_clock();
-        if (after != After::keep || !next_request_comes(*connection)) break;
-    }
-    if (after != After::keep || !list->append(connection)) {
-        if (after == After::close_unread) {
-            close_after_unread(*connection);
-        } else {
-            connection->close();
+    std::uint64_t turn = 0;
+    for (;;) {
+        serve_one(connection);
+        if (turn != 0 && !list->turn().look_again(turn)) turn = 0;
+        // What waits in the queue came first.
+        if (Dispatcher::waiting() != 0) break;
+        if (turn == 0) turn = list->turn().try_take();
+        if (turn == 0) break;
+        const Found next = find_next(*list);
+        if (next.loop_is_needed) {
+            list->turn().give_back(turn, true);
+            turn = 0;
         }
-        delete connection;
+        if (next.connection == nullptr) break;
+        if (turn != 0) list->turn().serve(turn);
+        list->task_ends();  // each connection was counted as a task of its own
+        connection = next.connection;
     }
+    if (turn != 0) list->turn().give_back(turn, Dispatcher::waiting() == 0);
     list->task_ends();
 }

@@ -22,14 +22,15 @@ _Caldane_Boolean _SOAP_ServerFrame::demarshal_args(_SOA_Call&, _Caldane_ArgList&
         if (direction != _Caldane_Parameter::IN && direction != _Caldane_Parameter::INOUT) continue;
         if (!parameter.demarshal(in_stream)) return _Caldane_FALSE;
     }
-    return truth(in_stream.close_result() != 0 && in_stream.close_envelope() != 0);
+    request_read = in_stream.close_result() != 0 && in_stream.close_envelope() != 0;
+    return truth(request_read);
 }
 
 _Caldane_Boolean _SOAP_ServerFrame::marshal_reply(_SOA_Call& call, _Caldane_ArgList& args) {
     out_stream.open_body();
     out_stream.set_rpc_encoding(in_stream.rpc_encoding());
     _SOAP_ReplyWriter writer(call.oper(), call.ns_name(), &args, &call.info());
-    bool written = writer.write(out_stream) != 0;
+    bool written = writer.write(out_stream) != 0 && !out_stream.body_lost();
     // Nothing has left yet, so that the client gets the fault alone. What cannot be taken back is not added
     // to.
     if (!written && out_stream.discard()) {

@@ -24,7 +24,11 @@ public:
     /// A fault of class Server. What is left of the request is not read here.
     _Caldane_Boolean marshal_exception(_SOA_Call& call, _Caldane_ExceptionBase& exception) override;
 
+    /// True once the arguments and the rest of the request were read.
+    bool request_was_read() const { return request_read; }
+
 private:
     _SOAP_InStream& in_stream;
     _SOAP_OutStream& out_stream;
+    bool request_read = false;
 };

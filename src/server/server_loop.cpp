@@ -13,60 +13,73 @@
 
 void _SOAP_Transport_Server::run() {
     if (run_entered.exchange(true)) return;
-    _SOAP_ConnectionList* const list = connections.load();
-    if (list != nullptr && list->usable()) {
+    if (core != nullptr && core->usable()) {
         std::int32_t last_sweep = idle_clock();
+        bool tasks_begun = false;
         while (server_running == 1) {
-            watch_listeners();
-            const vqTimeout wait = {kWaitSeconds, 0};
-            const int woken = vqBlock(list->handle(), &wait);
-            if (server_running == 0) break;
-            if (woken == 0) {
-                serve_ready();
-            } else if (woken < 0) {
-                PEL_Thread::delay(0.01);  // the system is short of something: not at full speed
+            // Workers that have just got something to do look for more themselves.
+            if (core->turn().take_for_loop(!tasks_begun)) {
+                tasks_begun = wait_once();
+                core->turn().offer();
             }
             if (idle_clock() - last_sweep > kSweepSeconds) {
                 sweep();
                 last_sweep = idle_clock();
             }
         }
+        core->turn().end();
     }
     close_all();
+}
+
+/// Waits until something happens, and sees to it; true if tasks have begun.
+bool _SOAP_Transport_Server::wait_once() {
+    watch_listeners();
+    const vqTimeout wait = {kWaitSeconds, 0};
+    const int woken = vqBlock(core->handle(), &wait);
+    if (server_running == 0) return false;
+    if (woken == 0) return serve_ready();
+    // The system is short of something: not at full speed then.
+    if (woken < 0) PEL_Thread::delay(0.01);
+    return false;
 }
 
 /// Listeners are watched only while a further socket may be had; new clients wait in the system's queue then.
 /// One that is watched already costs nothing here.
 void _SOAP_Transport_Server::watch_listeners() {
-    const bool available = SOA::socketResource().available();
+    bool available = SOA::socketResource().available();
+    if (!available) {
+        core->await_socket();
+        available = SOA::socketResource().available();  // one may have been closed just before
+    }
     if (!available && !watching) return;
-    const vqHandle handle = connections.load()->handle();
+    const vqHandle handle = core->handle();
     const PEL_Lock lock(listeners_mutex);
     for (int i = 0; i < listener_count; ++i) {
         if (available) {
-            static_cast<void>(vqHandleAddResourceMode(handle, listeners[i].socket, 1));
+            static_cast<void>(vqHandleAddResourceMode(handle, listeners[i].socket, kVqReadable));
         } else {
-            vqHandleClearResourceMode(handle, listeners[i].socket, 1);
+            vqHandleClearResourceMode(handle, listeners[i].socket, kVqReadable);
         }
     }
     watching = available;
 }
 
-void _SOAP_Transport_Server::serve_ready() {
+bool _SOAP_Transport_Server::serve_ready() {
     constexpr int kMost = 256;
     vqSocket ready[kMost];
-    _SOAP_ConnectionList& list = *connections.load();
-    const int count = vqHandleReady(list.handle(), ready, kMost);
+    const int count = vqHandleReady(core->handle(), ready, kMost);
     bool may_accept = true;
+    bool tasks_begun = false;
     for (int i = 0; i < count; ++i) {
-        if (_SOAP_Connection* const connection = list.remove(ready[i])) {
-            vqHandleClearResourceMode(list.handle(), ready[i], 1);
-            list.task_begins(connection);
+        if (_SOAP_Connection* const connection = core->task_begins(ready[i])) {
             Dispatcher::new_task(&serve_connection, connection);
+            tasks_begun = true;
         } else if (may_accept) {
             may_accept = accept_from(ready[i]);
         }
     }
+    return tasks_begun;
 }
 
 /// Accepts what waits at the listener with this socket; false when no further socket can be had.
@@ -95,15 +108,14 @@ bool _SOAP_Transport_Server::accept_one(const _SOAP_Listener& listener) {
     vqSocket accepted = kVqNoSocket;
     if (vqNetAccept(listener.socket, &accepted, nullptr, nullptr) != VQOK) return false;
     vqNetSetTimeout(accepted, read_timeout());
-    _SOAP_ConnectionList* const list = connections.load();
-    auto* const connection = new _SOAP_Connection(accepted, listener.port, list);
+    auto* const connection = new _SOAP_Connection(accepted, listener.port, core);
     if (connection == nullptr) {
         vqNetClose(&accepted);
         SOA::socketResource().release();
         return true;
     }
     // A secure listener has no credentials here, and its connections cannot be served.
-    if (listener.secure != 0 || !list->append(connection)) {
+    if (listener.secure != 0 || !core->append(connection)) {
         connection->close();
         delete connection;
     }
@@ -111,13 +123,11 @@ bool _SOAP_Transport_Server::accept_one(const _SOAP_Listener& listener) {
 }
 
 void _SOAP_Transport_Server::sweep() {
-    _SOAP_ConnectionList& list = *connections.load();
     const std::int32_t now = idle_clock();
-    _SOAP_ConnectionIterator idle(list);
+    _SOAP_ConnectionIterator idle(*core);
     while (_SOAP_Connection* const connection = idle.next()) {
         if (now - connection->last_used <= kIdleSeconds) continue;
-        vqHandleClearResourceMode(list.handle(), connection->socket, 1);
-        list.remove(connection->socket);
+        core->remove(connection->socket);
         connection->close();
         delete connection;
     }
@@ -126,12 +136,12 @@ void _SOAP_Transport_Server::sweep() {
 /// Ends listening and closes what is idle; requests that are being read are cut short, calls that are running
 /// are waited for. Leaves `connections` null, and touches nothing of this object behind that.
 void _SOAP_Transport_Server::close_all() {
-    _SOAP_ConnectionList* const list = connections.load();
     {
         const PEL_Lock lock(listeners_mutex);
         for (int i = 0; i < listener_count; ++i) {
-            if (list != nullptr && list->usable())
-                vqHandleClearResourceMode(list->handle(), listeners[i].socket, 1);
+            if (core != nullptr && core->usable()) {
+                vqHandleClearResourceMode(core->handle(), listeners[i].socket, kVqReadable);
+            }
             vqNetClose(&listeners[i].socket);
             SOA::socketResource().release();
         }
@@ -139,14 +149,13 @@ void _SOAP_Transport_Server::close_all() {
         listeners = nullptr;
         listener_count = 0;
     }
-    if (list != nullptr) {
-        while (_SOAP_Connection* const connection = list->close_next()) {
+    if (core != nullptr) {
+        while (_SOAP_Connection* const connection = core->close_next()) {
             connection->close();
             delete connection;
         }
-        list->stop_reading();
-        static_cast<void>(list->await_tasks(kShutdownSeconds));
-        list->release();
+        core->stop_reading();
+        static_cast<void>(core->await_tasks(kShutdownSeconds));
     }
     connections.store(nullptr, std::memory_order_release);
 }

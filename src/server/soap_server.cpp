@@ -32,24 +32,25 @@ _Caldane_String own_host_name() {
 }  // namespace
 
 _SOAP_Transport_Server::_SOAP_Transport_Server()
-    : host_id(PEL_GetHostID()), connections(new _SOAP_ConnectionList) {
+    : host_id(PEL_GetHostID()), core(new _SOAP_ConnectionList), connections(core) {
     server_running = 1;
     host_name = own_host_name();
 }
 
 _SOAP_Transport_Server::~_SOAP_Transport_Server() {
     server_running = 0;
-    if (!run_entered.exchange(true)) {
-        close_all();
-        return;
-    }
-    // `run` leaves `connections` null with its last touch on this object; until then the handle lives.
-    while (_SOAP_ConnectionList* const list = connections.load(std::memory_order_acquire)) {
-        if (!list->usable()) break;
-        vqUnblock(list->handle(), 1);
-        for (int i = 0; i < 100 && connections.load(std::memory_order_acquire) != nullptr; ++i)
+    if (!run_entered.exchange(true)) close_all();
+    if (core == nullptr) return;
+    if (core->usable()) vqUnblock(core->handle(), 1);
+    // `run` leaves `connections` null with its last touch on this object.
+    for (int i = 0; connections.load(std::memory_order_acquire) != nullptr; ++i) {
+        if (i < 100) {
             PEL_Thread::yield();
+        } else {
+            PEL_Thread::delay(0.001);  // it waits for a call that is running
+        }
     }
+    core->release();
 }
 
 std::int32_t _SOAP_Transport_Server::server_state() {
@@ -106,9 +107,7 @@ int _SOAP_Transport_Server::open_listener(const char* address, _Caldane_Boolean 
         return result;
     }
     // Whoever waits in `run` is to watch it from now on, and not only when its time is over.
-    if (_SOAP_ConnectionList* const list = connections.load(); list != nullptr && list->usable()) {
-        vqUnblock(list->handle(), 2);
-    }
+    if (core != nullptr && core->usable()) vqUnblock(core->handle(), 2);
     return 0;
 }
 

@@ -65,7 +65,8 @@ private:
     int keep_listener(const _SOAP_Listener& listener);
     std::uint16_t port_for(_Caldane_Boolean secure);
     void watch_listeners();
-    void serve_ready();
+    bool wait_once();
+    bool serve_ready();
     bool accept_from(vqSocket socket);
     bool accept_one(const _SOAP_Listener& listener);
     void sweep();
@@ -78,7 +79,10 @@ private:
     PEL_Mutex listeners_mutex;
     _SOAP_Listener* listeners = nullptr;
     int listener_count = 0;
+    /// Idle connections. Tasks hold references as well and may outlive this object.
+    _SOAP_ConnectionList* const core;
+    /// The same until `run` has ended, then null.
     std::atomic<_SOAP_ConnectionList*> connections;
     std::atomic<bool> run_entered = false;
-    bool watching = false;
+    bool watching = false;  ///< the listeners are in the set
 };
