@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "client/response_framing.h"
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
