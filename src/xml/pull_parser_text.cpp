@@ -97,7 +97,7 @@ void CXmlPullParser::push_plain_run(int delimiter, bool resolveEntities) {
 
 /// The character that ended a run, if it is one of those that are quickly dealt with.
 bool CXmlPullParser::push_special(bool resolveEntities) {
-    const char byte = srcBuf[srcPos];
+    const char byte = src[srcPos];
     if (byte == '\n' && wasCR) {
         wasCR = false;
         ++srcPos;
@@ -117,7 +117,7 @@ bool CXmlPullParser::push_special(bool resolveEntities) {
 
 /// A character beyond ASCII all of whose bytes are at hand.
 bool CXmlPullParser::push_high_character() {
-    const auto* bytes = reinterpret_cast<const unsigned char*>(srcBuf + srcPos);
+    const auto* bytes = reinterpret_cast<const unsigned char*>(src + srcPos);
     if (encodingCode == XML_SINGLE_BYTE) {
         if (bytes[0] == 0xFF) return false;
         pushChar(static_cast<signed char>(bytes[0]));
@@ -142,7 +142,7 @@ bool CXmlPullParser::push_high_character() {
 
 /// One of the five entities of XML, when all of it is at hand.
 bool CXmlPullParser::push_entity_at_hand() {
-    const char* at = srcBuf + srcPos + 1;
+    const char* at = src + srcPos + 1;
     const int room = srcCount - srcPos - 1;
     const auto is = [at, room](const char* lower_case, int length) {
         return room > length && at[length] == ';' &&
