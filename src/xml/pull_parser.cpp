@@ -105,8 +105,8 @@ CRefString CXmlPullParser::getAttributeValue(int index) {
 }
 
 CRefString CXmlPullParser::getNamespace(const CRefString& wanted) {
-    const auto constant = [](CRefString& kept, const char* uri) {
-        if (kept.length() == 0) kept = CRefString(uri);
+    const auto constant = [this](CRefString& kept, std::string_view uri) {
+        if (kept.length() == 0) kept = make_text(uri.data(), static_cast<int>(uri.size()));
         return kept;
     };
     if (is_word(wanted.view(), "xml")) return constant(xmlUri, "http://www.w3.org/XML/1998/namespace");
