@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <memory>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -50,18 +49,27 @@ std::string with_length(const std::string& action, const std::string& body, cons
     return head(action, std::to_string(body.size()), path) + body;
 }
 
-/// Takes out what differs from run to run, and puts the deployment's namespace under a short name.
-std::string normal(std::string request, const std::string& host) {
-    request = std::regex_replace(request, std::regex("Date: \\w{3}, \\d\\d \\w{3} \\d{4} [0-9:]{8} GMT"),
-                                 "Date: DATE");
-    request = std::regex_replace(request, std::regex("Host: " + host + "\r"), "Host: HOST\r");
-    return request;
+/// Replaces what stands between `start` and the next `end`.
+std::string with_text(std::string text, const std::string& start, const std::string& end,
+                      const std::string& in_place) {
+    const std::size_t from = text.find(start);
+    if (from == std::string::npos) return text;
+    const std::size_t to = text.find(end, from + start.size());
+    return text.replace(from + start.size(), to - from - start.size(), in_place);
 }
 
+/// Takes out what differs from run to run; a Host other than `host` stays.
+std::string normal(const std::string& request, const std::string& host) {
+    const std::string text = with_text(request, "\r\nDate: ", " GMT\r\n", "");
+    const std::size_t at = text.find("\r\nHost: " + host + "\r\n");
+    const std::string named = at == std::string::npos ? text : with_text(text, "\r\nHost: ", "\r\n", "HOST");
+    return with_text(named, "\r\nDate: ", "\r\n", "DATE");
+}
+
+/// Puts the deployment's namespace, known by its path, under a short name.
 std::string without_bsi(const std::string& request) {
-    return std::regex_replace(request,
-                              std::regex("xmlns:bsi=\"[^\"]+/schemas/imaging/con/bsi/workflow/2003/08/21\""),
-                              "xmlns:bsi=\"BSI\"");
+    const bool known = request.find("/schemas/imaging/con/bsi/workflow/2003/08/21\"") != std::string::npos;
+    return known ? with_text(request, "xmlns:bsi=\"", "\"", "BSI") : request;
 }
 
 /// boolean mixed(in string text, inout float both, out long only)
@@ -110,7 +118,7 @@ TEST_P(Request, IsTheseBytes) {
     const std::size_t body = got.size() - (got.find("\r\n\r\n") + 4);
     EXPECT_NE(got.find("\r\nContent-Length: " + std::to_string(body) + "\r\n"), std::string::npos);
     const auto no_length = [](const std::string& text) {
-        return std::regex_replace(text, std::regex("Content-Length: \\d+"), "Content-Length: N");
+        return with_text(text, "Content-Length: ", "\r", "N");
     };
     EXPECT_EQ(no_length(without_bsi(got)), no_length(GetParam().expected));
 }
