@@ -15,7 +15,8 @@
 namespace {
 
 /// How often a call is tried anew when it is proved that no byte of it reached the server.
-constexpr int kMaxRedeliveries = 2;
+// Threads that share an endpoint whose server keeps no connection each meet connections that others used up.
+constexpr int kMaxRedeliveries = 64;
 /// How often a client is bound that turns out to be of no use before the call is given up.
 constexpr int kMaxBinds = 3;
 
