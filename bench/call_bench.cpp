@@ -21,9 +21,7 @@ namespace {
 class TextSource final : public CInputStream {
 public:
     explicit TextSource(const std::string& from) : text(from) {}
-    int get() override {
-        return at < text.size() ? static_cast<unsigned char>(text[at++]) : -1;
-    }
+    int get() override { return at < text.size() ? static_cast<unsigned char>(text[at++]) : -1; }
     int read(char* buffer, int length) override {
         const std::size_t now = std::min(static_cast<std::size_t>(length), text.size() - at);
         std::memcpy(buffer, text.data() + at, now);
@@ -60,8 +58,8 @@ public:
     Mood(_Value initial = CALM) : _Caldane_Enum(initial) {}
     static const _Caldane_EnumInfo& _info() {
         static constexpr std::string_view kMembers[] = {"CALM", "NERVOUS", "ANGRY"};
-        static constexpr _Caldane_EnumInfo kInfo{{"IDL:Acme/Bank/Mood:1.0", "Mood", "http://acme.example/bank"},
-                                                 kMembers};
+        static constexpr _Caldane_EnumInfo kInfo{
+            {"IDL:Acme/Bank/Mood:1.0", "Mood", "http://acme.example/bank"}, kMembers};
         return kInfo;
     }
 };
@@ -83,23 +81,23 @@ public:
 };
 
 std::string request(bool encoded) {
-    const std::string style =
-        encoded ? " SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\""
-                  " xmlns:SOAP-ENC=\"http://schemas.xmlsoap.org/soap/encoding/\""
-                : "";
+    const std::string style = encoded
+                                  ? " SOAP-ENV:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\""
+                                    " xmlns:SOAP-ENC=\"http://schemas.xmlsoap.org/soap/encoding/\""
+                                  : "";
     const auto element = [encoded](const char* name, const char* type, const char* text) {
         std::string made = std::string("\r\n<") + name;
         if (encoded) made += std::string(" xsi:type=\"") + type + "\"";
         return made + ">" + text + "</" + name + ">";
     };
-    const std::string body =
-        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<SOAP-ENV:Envelope" + style +
-        " xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\""
-        " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
-        " xmlns:bsi=\"http://bsi.example/schemas/imaging/con/bsi/workflow/2003/08/21\">"
-        "\r\n<SOAP-ENV:Body>\r\n<m:withdraw xmlns:m=\"IDL:Acme/Bank/Teller:1.0\">" +
-        element("account", "xsd:string", "alice") + element("amount", "xsd:int", "100") +
-        "\r\n</m:withdraw>\r\n</SOAP-ENV:Body>\r\n</SOAP-ENV:Envelope>\r\n\r\n";
+    const std::string body = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n\r\n<SOAP-ENV:Envelope" + style +
+                             " xmlns:SOAP-ENV=\"http://schemas.xmlsoap.org/soap/envelope/\""
+                             " xmlns:xsd=\"http://www.w3.org/2001/XMLSchema\" "
+                             "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\""
+                             " xmlns:bsi=\"http://bsi.example/schemas/imaging/con/bsi/workflow/2003/08/21\">"
+                             "\r\n<SOAP-ENV:Body>\r\n<m:withdraw xmlns:m=\"IDL:Acme/Bank/Teller:1.0\">" +
+                             element("account", "xsd:string", "alice") + element("amount", "xsd:int", "100") +
+                             "\r\n</m:withdraw>\r\n</SOAP-ENV:Body>\r\n</SOAP-ENV:Envelope>\r\n\r\n";
     return "POST /bank HTTP/1.0\r\nDate: Sun, 22 Nov 2026 23:00:00 GMT\r\nSOAPAction: \"withdraw\"\r\n"
            "Host: 127.0.0.1:8080\r\nConnection: Keep-Alive\r\nContent-Type: text/xml; charset=\"utf-8\"\r\n"
            "Content-Length: " +

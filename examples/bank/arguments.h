@@ -20,7 +20,9 @@ class Arguments {
 public:
     explicit Arguments(std::vector<std::string> given_words) : words(std::move(given_words)) {}
 
-    _Caldane_String text(std::size_t index) const { return _Caldane_String(std::string_view(words.at(index))); }
+    _Caldane_String text(std::size_t index) const {
+        return _Caldane_String(std::string_view(words.at(index)));
+    }
 
     /// The whole word as a number; throws WrongArgument where it is none or does not fit.
     template <class Number>

@@ -43,9 +43,11 @@ double Teller::convert(double amount, float& rate) const {
     return Caldane::call<double>(*this, operation, in("amount", amount), inout("rate", rate));
 }
 
-void Teller::limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, unsigned char& d, char& e, bool& f) const {
+void Teller::limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, unsigned char& d, char& e,
+                    bool& f) const {
     static const Caldane::Operation operation("limits", kTeller);
-    Caldane::call<void>(*this, operation, out("a", a), out("b", b), out("c", c), out("d", d), out("e", e), out("f", f));
+    Caldane::call<void>(*this, operation, out("a", a), out("b", b), out("c", c), out("d", d), out("e", e),
+                        out("f", f));
 }
 
 void Teller::echo(const _Caldane_String& text, _Caldane_String& copy) const {
@@ -67,25 +69,25 @@ const Caldane::OperationTable& POA_Teller::_operations() const {
     using enum _Caldane_Parameter::Direction;
     constexpr Caldane::Raises kMoneyErrors = Caldane::raises<UnknownAccount, InsufficientFunds>;
     static const Caldane::OperationTable table(
-        kTeller,
-        {
-            Caldane::method<&POA_Teller::exists>("exists", {{"account", IN}}),
-            Caldane::method<&POA_Teller::deposit>("deposit", {{"account", IN}, {"amount", IN}}),
-            Caldane::method<&POA_Teller::withdraw>("withdraw", {{"account", IN}, {"amount", IN}}, kMoneyErrors),
-            Caldane::method<&POA_Teller::transfer>("transfer",
-                                                   {{"source", IN},
-                                                    {"target", IN},
-                                                    {"amount", IN},
-                                                    {"source_balance", OUT},
-                                                    {"target_balance", OUT}},
-                                                   kMoneyErrors),
-            Caldane::method<&POA_Teller::convert>("convert", {{"amount", IN}, {"rate", INOUT}}),
-            Caldane::method<&POA_Teller::limits>(
-                "limits", {{"a", OUT}, {"b", OUT}, {"c", OUT}, {"d", OUT}, {"e", OUT}, {"f", OUT}}),
-            Caldane::method<&POA_Teller::echo>("echo", {{"text", IN}, {"copy", OUT}}),
-            Caldane::method<&POA_Teller::note>("note", {{"text", IN}}),
-            Caldane::method<&POA_Teller::sleep>("sleep", {{"milliseconds", IN}}),
-        });
+        kTeller, {
+                     Caldane::method<&POA_Teller::exists>("exists", {{"account", IN}}),
+                     Caldane::method<&POA_Teller::deposit>("deposit", {{"account", IN}, {"amount", IN}}),
+                     Caldane::method<&POA_Teller::withdraw>("withdraw", {{"account", IN}, {"amount", IN}},
+                                                            kMoneyErrors),
+                     Caldane::method<&POA_Teller::transfer>("transfer",
+                                                            {{"source", IN},
+                                                             {"target", IN},
+                                                             {"amount", IN},
+                                                             {"source_balance", OUT},
+                                                             {"target_balance", OUT}},
+                                                            kMoneyErrors),
+                     Caldane::method<&POA_Teller::convert>("convert", {{"amount", IN}, {"rate", INOUT}}),
+                     Caldane::method<&POA_Teller::limits>(
+                         "limits", {{"a", OUT}, {"b", OUT}, {"c", OUT}, {"d", OUT}, {"e", OUT}, {"f", OUT}}),
+                     Caldane::method<&POA_Teller::echo>("echo", {{"text", IN}, {"copy", OUT}}),
+                     Caldane::method<&POA_Teller::note>("note", {{"text", IN}}),
+                     Caldane::method<&POA_Teller::sleep>("sleep", {{"milliseconds", IN}}),
+                 });
     return table;
 }
 

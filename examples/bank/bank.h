@@ -63,7 +63,8 @@ public:
     void transfer(const _Caldane_String& source, const _Caldane_String& target, std::int32_t amount,
                   std::int32_t& source_balance, std::int32_t& target_balance) const;
     double convert(double amount, float& rate) const;
-    void limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, unsigned char& d, char& e, bool& f) const;
+    void limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, unsigned char& d, char& e,
+                bool& f) const;
     void echo(const _Caldane_String& text, _Caldane_String& copy) const;
     void note(const _Caldane_String& text) const;
     std::int32_t sleep(std::int32_t milliseconds) const;

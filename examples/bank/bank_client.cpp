@@ -55,7 +55,8 @@ std::string call_limits(const Teller& teller, const Arguments&) {
     char e = 0;
     bool f = false;
     teller.limits(a, b, c, d, e, f);
-    return line("a", a) + line("b", b) + line("c", c) + line("d", static_cast<int>(d)) + line("e", e) + line("f", f);
+    return line("a", a) + line("b", b) + line("c", c) + line("d", static_cast<int>(d)) + line("e", e) +
+           line("f", f);
 }
 
 std::string call_echo(const Teller& teller, const Arguments& arguments) {
@@ -65,7 +66,9 @@ std::string call_echo(const Teller& teller, const Arguments& arguments) {
 }
 
 const Command kCommands[] = {
-    {"exists", {"ACCOUNT"}, [](const Teller& t, const Arguments& a) { return line("return", t.exists(a.text(0))); }},
+    {"exists",
+     {"ACCOUNT"},
+     [](const Teller& t, const Arguments& a) { return line("return", t.exists(a.text(0))); }},
     {"deposit",
      {"ACCOUNT", "AMOUNT"},
      [](const Teller& t, const Arguments& a) {
@@ -93,7 +96,8 @@ const Command kCommands[] = {
 
 int usage(std::ostream& out) {
     out << "usage: bank_client [-Dname=value]... [--repeat N] URL OPERATION [ARGUMENT]...\n"
-           "Calls an operation of the bank at URL, such as http://127.0.0.1:8080/bank, and prints its result and\n"
+           "Calls an operation of the bank at URL, such as http://127.0.0.1:8080/bank, and prints its result "
+           "and\n"
            "out parameters; with --repeat it calls N times on one connection and prints the last outcome.\n"
            "The operations:\n";
     for (const Command& command : kCommands) {
@@ -101,7 +105,8 @@ int usage(std::ostream& out) {
         for (const char* parameter : command.parameters) out << ' ' << parameter;
         out << '\n';
     }
-    out << "Exit code: 0 done, 2 system exception, 3 user exception, 64 wrong usage. -help lists the properties.\n";
+    out << "Exit code: 0 done, 2 system exception, 3 user exception, 64 wrong usage. -help lists the "
+           "properties.\n";
     return kUsage;
 }
 

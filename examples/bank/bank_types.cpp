@@ -21,7 +21,8 @@ constexpr _Caldane_StructInfo kReceipt({"IDL:Acme/Bank/Receipt:1.0", "Receipt", 
 constexpr _Caldane_Member kUnknownAccountMembers[] = {
     _Caldane_member<&UnknownAccount::account>("account"),
 };
-constexpr _Caldane_StructInfo kUnknownAccount({"IDL:Acme/Bank/UnknownAccount:1.0", "UnknownAccount", kNamespace},
+constexpr _Caldane_StructInfo kUnknownAccount({"IDL:Acme/Bank/UnknownAccount:1.0", "UnknownAccount",
+                                               kNamespace},
                                               kUnknownAccountMembers);
 
 constexpr _Caldane_Member kInsufficientFundsMembers[] = {
@@ -34,9 +35,17 @@ constexpr _Caldane_StructInfo kInsufficientFunds({"IDL:Acme/Bank/InsufficientFun
 
 }  // namespace
 
-const _Caldane_EnumInfo& Mood::_info() { return kMood; }
-const _Caldane_StructInfo& Receipt::_info() { return kReceipt; }
-const _Caldane_StructInfo& UnknownAccount::_info() { return kUnknownAccount; }
-const _Caldane_StructInfo& InsufficientFunds::_info() { return kInsufficientFunds; }
+const _Caldane_EnumInfo& Mood::_info() {
+    return kMood;
+}
+const _Caldane_StructInfo& Receipt::_info() {
+    return kReceipt;
+}
+const _Caldane_StructInfo& UnknownAccount::_info() {
+    return kUnknownAccount;
+}
+const _Caldane_StructInfo& InsufficientFunds::_info() {
+    return kInsufficientFunds;
+}
 
 }  // namespace Acme::Bank

@@ -82,9 +82,12 @@ void TellerImpl::transfer(const _Caldane_String& source, const _Caldane_String& 
     target_balance = to;
 }
 
-double TellerImpl::convert(double amount, float& rate) { return amount * static_cast<double>(rate); }
+double TellerImpl::convert(double amount, float& rate) {
+    return amount * static_cast<double>(rate);
+}
 
-void TellerImpl::limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, unsigned char& d, char& e, bool& f) {
+void TellerImpl::limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, unsigned char& d, char& e,
+                        bool& f) {
     a = std::numeric_limits<std::int16_t>::min();
     b = std::numeric_limits<std::uint16_t>::max();
     c = std::numeric_limits<std::uint32_t>::max();
@@ -93,9 +96,13 @@ void TellerImpl::limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, uns
     f = true;
 }
 
-void TellerImpl::echo(const _Caldane_String& text, _Caldane_String& copy) { copy = text; }
+void TellerImpl::echo(const _Caldane_String& text, _Caldane_String& copy) {
+    copy = text;
+}
 
-void TellerImpl::note(const _Caldane_String&) { ++note_count; }
+void TellerImpl::note(const _Caldane_String&) {
+    ++note_count;
+}
 
 std::int32_t TellerImpl::sleep(std::int32_t milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(std::max(milliseconds, 0)));

@@ -22,7 +22,8 @@ public:
     void transfer(const _Caldane_String& source, const _Caldane_String& target, std::int32_t amount,
                   std::int32_t& source_balance, std::int32_t& target_balance) override;
     double convert(double amount, float& rate) override;
-    void limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, unsigned char& d, char& e, bool& f) override;
+    void limits(std::int16_t& a, std::uint16_t& b, std::uint32_t& c, unsigned char& d, char& e,
+                bool& f) override;
     void echo(const _Caldane_String& text, _Caldane_String& copy) override;
     void note(const _Caldane_String& text) override;
     std::int32_t sleep(std::int32_t milliseconds) override;

@@ -72,8 +72,8 @@ enum class vqNetState {
 /// with one from after it.
 [[nodiscard]] long long vqNetAcknowledged(vqSocket socket);
 
-/// Bytes that have arrived in order from the peer so far, also after a reset; the end of its sending counts as
-/// one. -1 if that is not known.
+/// Bytes that have arrived in order from the peer so far, also after a reset; the end of its sending counts
+/// as one. -1 if that is not known.
 [[nodiscard]] long long vqNetArrived(vqSocket socket);
 
 /// True if the TCP connection is gone altogether (reset, or never made), as opposed to half closed.
