@@ -60,7 +60,8 @@ private:
         out_stream.close_body();
         // A peer that waits for a reply which memory did not suffice for is to see that none comes.
         const bool reply_lost = replied && !message->IsHeaderWritten();
-        const bool stays = wants_to_stay() && !reply_lost && drained();
+        const bool given_up = replied && !request_read;
+        const bool stays = wants_to_stay() && !reply_lost && !given_up && drained();
         in_stream.release();
         if (stays) return After::keep;
         const bool unread = !request_read || vqNetPeek(connection.socket) == vqNetState::readable;
@@ -98,7 +99,7 @@ private:
         _Caldane_CallInfo info;
         out_stream.attach(message.get(), connection.socket, connection.channel);
         if (out_stream.open_body() == 0) return;
-        _SOAP_ServerFrame frame(in_stream, out_stream);
+        _SOAP_ServerFrame frame(in_stream, out_stream, wants_to_stay() ? kDrainLimit : 0);
         replied = true;
         _SOA_IncomingCall incoming(frame, target_key(path), SOA::endpoint(),
                                    _Caldane_String(in_stream.operation_name()), _Caldane_String(""),
@@ -176,8 +177,8 @@ Found find_next(_SOAP_ConnectionList& list) {
     return {};
 }
 
-/// Shows the peer the end of the reply, and for a moment drops what it still sends: a connection that is closed
-/// over unread bytes is reset, which takes the reply away from a peer that has not read it yet.
+/// Shows the peer the end of the reply, and for a moment drops what it still sends: a connection that is
+/// closed over unread bytes is reset, which takes the reply away from a peer that has not read it yet.
 void drop_unread(const _SOAP_Connection& connection) {
     vqNetShutdownWrite(connection.socket);
     vqNetSetTimeout(connection.socket, kUnreadPause);

@@ -44,6 +44,7 @@ _Caldane_Boolean _SOAP_ServerFrame::marshal_reply(_SOA_Call& call, _Caldane_ArgL
 }
 
 _Caldane_Boolean _SOAP_ServerFrame::marshal_exception(_SOA_Call&, _Caldane_ExceptionBase& exception) {
+    if (drain_limit > 0 && !request_read) request_read = in_stream.drained(drain_limit);
     out_stream.open_body();
     out_stream.set_rpc_encoding(in_stream.rpc_encoding());
     const bool written = write_fault(out_stream, FAULT_SERVER, &exception);

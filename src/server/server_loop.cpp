@@ -34,6 +34,8 @@ void _SOAP_Transport_Server::run() {
 
 /// Waits until something happens, and sees to it; true if tasks have begun.
 bool _SOAP_Transport_Server::wait_once() {
+    // A worker that had the turn may have met the call that was meant to end the wait below.
+    if (server_running == 0) return false;
     watch_listeners();
     const vqTimeout wait = {kWaitSeconds, 0};
     const int woken = vqBlock(core->handle(), &wait);

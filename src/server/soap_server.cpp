@@ -18,6 +18,8 @@ std::atomic<std::int32_t> _SOAP_Transport_Server::server_running = 0;
 
 namespace {
 
+constexpr int kMaxPort = 65535;
+
 /// The canonical name of this host; its own text where nobody knows the name.
 _Caldane_String own_host_name() {
     char name[256] = {};
@@ -75,6 +77,7 @@ std::int32_t _SOAP_Transport_Server::add_endpoint(const _Caldane_String& target_
     if (slash == std::string_view::npos) return -6;
     const std::string port_text(text.substr(colon + 1, slash - colon - 1));
     const int port = std::atoi(port_text.c_str());
+    if (port < 0 || port > kMaxPort) return -6;
     {
         const PEL_Lock lock(listeners_mutex);
         for (int i = 0; i < listener_count; ++i) {
