@@ -18,6 +18,12 @@ using namespace soap_test;
 
 namespace {
 
+/// Addresses stay known to the process: an ending that none had before.
+int paths = 0;
+std::string fresh() {
+    return std::to_string(++paths);
+}
+
 /// A server that is only set up; ends with the test.
 class Listener : public testing::Test {
 protected:
@@ -79,8 +85,8 @@ TEST_F(Listener, TellsWhyAnAddressCannotBeHad) {
 }
 
 TEST_F(Listener, TakesAPortOfTheSystemsChoice) {
-    EXPECT_EQ(add(":0/chosen"), 0);
-    EXPECT_TRUE(is_known("0/chosen"));
+    EXPECT_EQ(add(":0/chosen" + fresh()), 0);
+    EXPECT_TRUE(is_known("0/chosen" + std::to_string(paths)));
     const auto made = profiles();
     ASSERT_EQ(made.size(), 2U);
     EXPECT_NE(_SOAP_Profile::narrow(made[0])->port(), 0);
@@ -154,7 +160,7 @@ TEST_F(Listener, IsReadyFromTheStart) {
 TEST(ServerWithoutRun, EndsWithAllItHas) {
     const auto units = SOA::socketResource().in_use();
     auto* const server = new _SOAP_Transport_Server;
-    EXPECT_EQ(server->add_endpoint("t", ":0/without-run", _Caldane_FALSE), 0);
+    EXPECT_EQ(server->add_endpoint("t", _Caldane_String(":0/without-run" + fresh()), _Caldane_FALSE), 0);
     server->shutdown();
     EXPECT_EQ(SOA::socketResource().in_use(), units);
 }
