@@ -20,5 +20,6 @@ std::uint32_t hash_endpoint(_Caldane_String key) {
 }
 
 int compare_endpoints(_Caldane_String a, _Caldane_String b) {
+    if (a.is_null() || b.is_null()) return 1;
     return vqOSstricmp(a.c_str(), b.c_str());
 }

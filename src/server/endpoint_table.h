@@ -19,5 +19,6 @@ EndpointTable& endpoint_table();
 /// letter are therefore different keys, although `compare_endpoints` ignores case.
 std::uint32_t hash_endpoint(_Caldane_String key);
 
-/// 0 for keys that are equal without regard to case.
+/// 0 for keys that are equal without regard to case. A null key, whose text memory did not suffice for,
+/// equals none.
 int compare_endpoints(_Caldane_String a, _Caldane_String b);

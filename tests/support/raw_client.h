@@ -65,6 +65,9 @@ public:
     /// True when the server has ended the connection, with nothing more sent.
     bool ended() { return received.empty() && !read_more() && is_at_end; }
 
+    /// True when the connection ended by a reset, which may take away what was not read yet.
+    bool was_reset() const { return has_reset; }
+
     /// Drops the connection with a reset.
     void reset() {
         const linger now{1, 0};
@@ -83,6 +86,7 @@ private:
         if (poll(&waiting, 1, 10'000) <= 0) return false;
         const ssize_t count = recv(socket, block, sizeof block, 0);
         is_at_end = count <= 0;
+        if (count < 0) has_reset = true;
         if (count > 0) received.append(block, static_cast<std::size_t>(count));
         return count > 0;
     }
@@ -95,6 +99,7 @@ private:
     int socket;
     std::string received;
     bool is_at_end = false;
+    bool has_reset = false;
 };
 
 }  // namespace soap_test

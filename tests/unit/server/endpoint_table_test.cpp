@@ -42,4 +42,12 @@ TEST(EndpointTable, IgnoresCaseButInTheLastLetter) {
     EXPECT_EQ(found, "untouched");
 }
 
+TEST(EndpointTable, FindsNothingForAKeyWithoutText) {
+    EndpointTable table(1, &hash_endpoint, &compare_endpoints);
+    ASSERT_EQ(table.insert(_Caldane_String("8080/obj"), _Caldane_String("the key")), 1);
+    ASSERT_EQ(table.insert(_Caldane_String(), _Caldane_String("lost")), 1);
+    EXPECT_EQ(table.lookup(_Caldane_String(), nullptr), 0);
+    EXPECT_EQ(table.lookup(_Caldane_String("8080/obj"), nullptr), 1);
+}
+
 }  // namespace
