@@ -31,6 +31,7 @@ public:
     }
 
     void write(const char* data, std::size_t length) {
+        if (length == 0) return;  // the text of a null string has no address
         if (gather_ && length <= kSize && used_ <= kSize - length) {
             std::memcpy(bytes_ + used_, data, length);
             used_ += length;
