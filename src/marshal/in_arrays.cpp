@@ -22,7 +22,9 @@ std::int64_t declared_length(CXmlPullParser& parser) {
     for (int i = 0; i < count; ++i) {
         const CRefString value = parser.getAttributeValue(i);
         const int bracket = value.find('[', 0);
-        if (bracket >= 0 && value.find(']', 0) >= 0) declared = integer_in(value.c_str() + bracket + 1);
+        if (bracket < 0 || value.find(']', 0) < 0) continue;
+        const char* const number = value.c_str() + bracket + 1;
+        if (*number != ']') declared = integer_in(number);  // empty brackets declare nothing
     }
     return declared;
 }

@@ -44,6 +44,9 @@ void _SOAP_InStream::release() {
     parser.reset();
     body_reader.reset();
     socket_in.reset();
+    text_ = CRefString();
+    operation_name_ = CRefString();
+    operation_namespace_ = CRefString();
     depth_ = 0;
     elements_brought = 0;
     elements_made = 0;

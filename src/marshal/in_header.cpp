@@ -62,12 +62,16 @@ EntryReader entry_reader(CXmlPullParser& parser, int attribute_count) {
     return read_as_text;
 }
 
+/// So many entries of one Header are read: the context looks each up by its name.
+constexpr int kMaxHeaderEntries = 1000;
+
 }  // namespace
 
 /// Copies the entries of `Header` into the default context. Stops with 0 at an entry that it cannot read,
-/// among them one without attributes.
+/// among them one without attributes, and behind the last that is allowed.
 int _SOAP_InStream::read_header() {
     _Caldane_Context& context = SOA::get_default_context();
+    int entries = 0;
     for (;;) {
         switch (parser->next()) {
             case XML_END_DOCUMENT:
@@ -77,6 +81,7 @@ int _SOAP_InStream::read_header() {
             case START_TAG: {
                 const int attributes = parser->getAttributeCount();
                 if (attributes <= 0) break;
+                if (++entries > kMaxHeaderEntries) return 0;
                 const _Caldane_String name(parser->getName().c_str(), -1, Caldane::OWNERSHIP_COPY);
                 if (entry_reader(*parser, attributes)(*this, context, name) == 0) return 0;
                 break;
