@@ -22,5 +22,5 @@ private:
     _Caldane_String ns_name;
     _Caldane_String oper;
     _Caldane_ArgList* args;
-    _Caldane_CallInfo* info;
+    [[maybe_unused]] _Caldane_CallInfo* info;
 };

@@ -157,3 +157,13 @@ bool _SOAP_ConnectionList::await_tasks(double seconds) {
     }
     return true;
 }
+
+void close_idle(_SOAP_ConnectionList& list, std::int32_t now, std::int32_t longest) {
+    _SOAP_ConnectionIterator idle(list);
+    while (_SOAP_Connection* const connection = idle.next()) {
+        if (now - connection->last_used <= longest) continue;
+        list.remove(connection->socket);
+        connection->close();
+        delete connection;
+    }
+}

@@ -138,3 +138,6 @@ private:
     PEL_Lock lock;
     _SOAP_Connection* current;
 };
+
+/// Closes the connections that are idle for more than `longest` seconds at the time `now` of `idle_clock`.
+void close_idle(_SOAP_ConnectionList& list, std::int32_t now, std::int32_t longest);

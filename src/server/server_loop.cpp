@@ -22,9 +22,9 @@ void _SOAP_Transport_Server::run() {
                 tasks_begun = wait_once();
                 core->turn().offer();
             }
-            if (idle_clock() - last_sweep > kSweepSeconds) {
-                sweep();
-                last_sweep = idle_clock();
+            if (const std::int32_t now = idle_clock(); now - last_sweep > kSweepSeconds) {
+                close_idle(*core, now, kIdleSeconds);
+                last_sweep = now;
             }
         }
         core->turn().end();
@@ -122,17 +122,6 @@ bool _SOAP_Transport_Server::accept_one(const _SOAP_Listener& listener) {
         delete connection;
     }
     return true;
-}
-
-void _SOAP_Transport_Server::sweep() {
-    const std::int32_t now = idle_clock();
-    _SOAP_ConnectionIterator idle(*core);
-    while (_SOAP_Connection* const connection = idle.next()) {
-        if (now - connection->last_used <= kIdleSeconds) continue;
-        core->remove(connection->socket);
-        connection->close();
-        delete connection;
-    }
 }
 
 /// Ends listening and closes what is idle; requests that are being read are cut short, calls that are running

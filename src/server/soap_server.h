@@ -69,7 +69,6 @@ private:
     bool serve_ready();
     bool accept_from(vqSocket socket);
     bool accept_one(const _SOAP_Listener& listener);
-    void sweep();
     void close_all();
 
     static std::atomic<std::int32_t> server_running;

@@ -119,7 +119,8 @@ TEST(Reference, IsAValueThatTheValueModelKnows) {
     EXPECT_TRUE(other._convert_from(object));
     EXPECT_TRUE(other._equals(Caldane::string_to_object("https://h:1/p")));
     EXPECT_FALSE(other._equals(Caldane::string_to_object("https://h:1/q")));
-    other = other;
+    const _Caldane_Object& itself = other;
+    other = itself;
     EXPECT_EQ(Caldane::object_to_string(other), "https://h:1/p");
     EXPECT_EQ(Caldane::object_to_string(nil), "");
 }

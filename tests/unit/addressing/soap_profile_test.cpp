@@ -200,7 +200,7 @@ TEST_P(SoapProfileFactory, TakesTheTagsThatTheConfigurationAllows) {
     for (const char* name : GetParam().properties) SOA::getProperties().set(name, "");
     soap_profile_factory_stage(Caldane::STAGE_INIT);
     const _IOP_OctetSeq body(_Caldane_String("http://h:1/a"));
-    for (const _Caldane_ULong tag : {3, 4, 8, 9}) {
+    for (const _Caldane_ULong tag : {3U, 4U, 8U, 9U}) {
         _IOP_Profile profile(tag, body);
         EXPECT_EQ(_SOAP_Profile::narrow(profile) != nullptr, tag < 5 ? GetParam().plain : GetParam().secure)
             << tag;

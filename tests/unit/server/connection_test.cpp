@@ -209,6 +209,22 @@ TEST_F(ConnectionList, GivesTheUnitBackWithTheSocket) {
     EXPECT_EQ(::recv(pair.far, &byte, 1, 0), 0);
 }
 
+TEST_F(ConnectionList, ClosesThoseThatAreIdleTooLong) {
+    const auto units = SOA::socketResource().in_use();
+    for (int i = 0; i < 3; ++i) ASSERT_TRUE(SOA::socketResource().acquire());
+    fill();
+    const std::int32_t ages[] = {59, 60, 61};
+    _SOAP_Connection* connection = list.head();
+    for (std::size_t i = 0; i < 3; ++i, connection = connection->link) connection->last_used = 1000 - ages[i];
+    close_idle(list, 1000, 60);
+    EXPECT_EQ(order(), "01");
+    EXPECT_EQ(SOA::socketResource().in_use(), units + 2);
+    pairs[2].near = kVqNoSocket;
+    char byte = 0;
+    EXPECT_EQ(::recv(pairs[2].far, &byte, 1, 0), 0);
+    for (int i = 0; i < 2; ++i) SOA::socketResource().release();
+}
+
 TEST_F(ConnectionList, LivesAsLongAsATaskNeedsIt) {
     auto* const other = new _SOAP_ConnectionList;
     ASSERT_TRUE(other->append(new _SOAP_Connection(pairs[0].near, 1, other)));
