@@ -61,7 +61,21 @@ CXmlByteReader::~CXmlByteReader() {
     PEL_array_delete(block);
 }
 
+bool CXmlByteReader::convert_to_utf8(const char* encoding_name, const char* begin, int count) {
+    Utf8Input::Source source{};
+    if (!Utf8Input::find(encoding_name, source)) return false;
+    converted.reset(new Utf8Input(stream, source));
+    if (!converted) {
+        status_ = -102;
+        return false;
+    }
+    converted->put_back(begin, count);
+    code = XML_UTF_8;
+    return true;
+}
+
 int CXmlByteReader::readBlock(char* destination, int wanted) {
+    if (converted) return converted->read(destination);
     if (cursor == blockEnd) {
         if (stream == nullptr) return -1;
         // With room for a whole block its bytes need not stand in between.

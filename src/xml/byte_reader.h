@@ -3,7 +3,9 @@
 
 #include <pelthread/memory.h>
 
-class CInputStream;
+#include <memory>
+
+#include "xml/utf8_input.h"
 
 /// Codes of the encodings that are decoded; any other name leaves a byte a character.
 enum XmlEncoding : int {
@@ -28,7 +30,15 @@ public:
     CXmlByteReader(const CXmlByteReader&) = delete;
     CXmlByteReader& operator=(const CXmlByteReader&) = delete;
 
-    /// Up to `wanted` bytes, at most one block of the stream; -1 or 0 when no more come.
+    /// From now on `readBlock` gives the document as UTF-8 (see `Utf8Input`), the `count` bytes at `begin`
+    /// first; `encoding` becomes that of UTF-8. False for an encoding that cannot be converted; when memory
+    /// ends `status` is -102 besides.
+    bool convert_to_utf8(const char* encoding_name, const char* begin, int count);
+    /// What ended a converted document.
+    TextFault fault() const { return converted ? converted->fault() : TextFault::none; }
+
+    /// Up to `wanted` bytes, at most one block of the stream; -1 or 0 when no more come. `wanted` is a block
+    /// at least where the document is converted.
     int readBlock(char* destination, int wanted);
 
     /// One byte as 0 to 255, or -1.
@@ -54,4 +64,5 @@ private:
     CInputStream* stream;
     int status_ = 0;
     int code = XML_SINGLE_BYTE;
+    std::unique_ptr<Utf8Input> converted;
 };

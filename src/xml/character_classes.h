@@ -13,6 +13,9 @@ enum Class : unsigned char {
     NAME = 2,        ///< ASCII inside a name
     TEXT_STOP = 4,   ///< ends a run of plain text
     VALUE_STOP = 8,  ///< ends a run of plain text in an attribute value
+    // The same where the bytes of UTF-8 are text as they stand.
+    UTF8_TEXT_STOP = 16,
+    UTF8_VALUE_STOP = 32,
 };
 
 constexpr std::array<unsigned char, 256> make_classes() {
@@ -32,6 +35,8 @@ constexpr std::array<unsigned char, 256> make_classes() {
         if (!plain || c == '<' || c == '&' || c == '"' || c == '\'' || c == '?' || c == '>' || c == '\n') {
             of |= VALUE_STOP;
         }
+        if (c < 128 && (of & TEXT_STOP) != 0) of |= UTF8_TEXT_STOP;
+        if (c < 128 && (of & VALUE_STOP) != 0) of |= UTF8_VALUE_STOP;
     }
     return classes;
 }

@@ -13,7 +13,7 @@ constexpr char kNoMemory[] = "Memory allocation error";
 
 }  // namespace
 
-CXmlPullParser::CXmlPullParser(CInputStream* stream) {
+CXmlPullParser::CXmlPullParser(CInputStream* stream, XmlText bytes_of_text) : textBytes(bytes_of_text) {
     setInput(stream);
 }
 
@@ -33,9 +33,19 @@ void CXmlPullParser::setInput(CInputStream* stream) {
     reserve(elementStack.reserve(kFirstElements, kFirstElements));
     reserve(attributes.reserve(kFirstAttributes, kFirstAttributes));
     detectEncoding(stream);
+    open_reader(stream);
+}
+
+void CXmlPullParser::open_reader(CInputStream* stream) {
     if (encoding == "Unsupported") raise(-105, "Unsupported Encoding");
     reader.reset(new CXmlByteReader(stream, encoding.c_str(), CXmlByteReader::kBlockSize));
     if (reader == nullptr) raise(-102, "Memory Allocation Error");
+    if (textBytes == XmlText::utf8 && reader->status() == 0) {
+        // What was read to find the encoding is read again, now as text.
+        const bool converts = reader->convert_to_utf8(encoding.c_str(), srcBuf, srcCount);
+        if (!converts && reader->status() == 0) raise(-105, "Unsupported Encoding");
+        srcCount = 0;
+    }
     errorCode = reader->status();
     if (errorCode == -101) raise(-101, "No Underlying source");
     if (errorCode == -102) raise(-102, "Memory Allocation Error");

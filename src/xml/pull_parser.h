@@ -9,6 +9,7 @@
 
 #include "streams/ref_string.h"
 #include "xml/byte_reader.h"
+#include "xml/character_classes.h"
 #include "xml/growing_array.h"
 #include "xml/multi_references.h"
 #include "xml/namespace_scopes.h"
@@ -33,11 +34,18 @@ enum XmlEvent : int {
     XML_DECL = 13,
 };
 
+/// What bytes stand for the characters of text, values and names.
+enum class XmlText {
+    one_byte,  ///< the low eight bits of each character
+    utf8,      ///< UTF-8, of which nothing is lost
+};
+
 /// A source of XML events that its user pulls one at a time.
 ///
-/// Names are compared without regard to case throughout. Text is held one byte a character: a decoded
-/// character is stored as its low eight bits. Whatever cannot be read throws `CXmlPullParserException`, after
-/// which only the position, the error code and the texts of the current element may be asked for.
+/// Names are compared without regard to case throughout. Text is held one byte a character, a decoded
+/// character being stored as its low eight bits, unless its user asks for UTF-8. Whatever cannot be read
+/// throws `CXmlPullParserException`, after which only the position, the error code and the texts of the
+/// current element may be asked for.
 class CXmlPullParserBase {
 public:
     virtual ~CXmlPullParserBase() = default;
@@ -93,8 +101,10 @@ public:
     PEL_HEAP_OBJECT
 
     /// Reads the first bytes to find the encoding; throws for a null stream, an encoding that is not read,
-    /// and when memory ends.
-    explicit CXmlPullParser(CInputStream* stream);
+    /// and when memory ends. With `XmlText::utf8` the document is checked as it is read: bytes that are not
+    /// valid in its encoding throw code -106, characters and references to such that XML does not allow
+    /// -107, and encodings beside UTF-8, UTF-16, US-ASCII and ISO-8859-1 are not read.
+    explicit CXmlPullParser(CInputStream* stream, XmlText bytes_of_text = XmlText::one_byte);
     ~CXmlPullParser() override;
     CXmlPullParser(const CXmlPullParser&) = delete;
     CXmlPullParser& operator=(const CXmlPullParser&) = delete;
@@ -144,6 +154,7 @@ private:
     };
     // Construction and end: pull_parser.cpp
     void setInput(CInputStream* stream);
+    void open_reader(CInputStream* stream);
     [[noreturn]] void raise(int code, const char* message);
     void close() noexcept;
     void reserve(bool done, const char* message = "Memory allocation error");
@@ -159,14 +170,18 @@ private:
     int peekChar(int pos);
     int peek_decoded(int pos);
     bool fetch();
+    void check_end();
     int nextDecodedChar();
     void append_peeked(int c);
     int readChar();
     int read_decoded();
     void pass(int length);
+    void pass_text(int length);
+    xml_characters::Class stop_class(bool in_value) const;
     void readExpected(char expected);
     void skipWhitespace();
     void pushChar(int c);
+    void push_utf8(int c);
     void push_run(const char* bytes, int length);
     CRefString getRange(int start);
     CRefString readName();
@@ -201,6 +216,7 @@ private:
     bool push_entity_at_hand();
     void classify_whitespace();
     void pushEntity();
+    void push_number(const CRefString& code);
     void push_named_entity(const CRefString& code);
     int parseLegacy();
     int parse_declaration();
@@ -224,6 +240,7 @@ private:
     int peekCount = 0;
     bool wasCR = false;
     bool plainBytes = false;  ///< a byte below 128 is a character
+    const XmlText textBytes;
     int encodingCode = XML_UTF_8;
     bool alive = false;
     std::unique_ptr<CXmlByteReader> reader;

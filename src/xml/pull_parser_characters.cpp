@@ -16,7 +16,15 @@ bool CXmlPullParser::fetch() {
     srcCount = reader->readBlock(srcBuf, CXmlByteReader::kBlockSize);
     src = srcBuf;
     srcPos = 0;
+    if (srcCount <= 0) check_end();
     return srcCount > 0;
+}
+
+/// Throws if it is a fault in the input that no more comes.
+void CXmlPullParser::check_end() {
+    const TextFault fault = reader->fault();
+    if (fault == TextFault::malformed) raise(-106, "Bytes that are not valid in the document's encoding");
+    if (fault == TextFault::forbidden) raise(-107, "Character that XML does not allow");
 }
 
 int CXmlPullParser::nextDecodedChar() {
@@ -84,6 +92,12 @@ void CXmlPullParser::push_run(const char* bytes, int length) {
     }
     std::memcpy(textBuffer + textLength, bytes, static_cast<std::size_t>(length));
     textLength += length;
+}
+
+void CXmlPullParser::push_utf8(int c) {
+    char bytes[4];
+    isWhitespace_ = false;
+    push_run(bytes, static_cast<int>(put_utf8(static_cast<unsigned>(c), bytes)));
 }
 
 CRefString CXmlPullParser::getRange(int start) {

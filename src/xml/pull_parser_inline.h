@@ -32,6 +32,7 @@ inline int CXmlPullParser::readChar() {
 }
 
 inline void CXmlPullParser::pushChar(int c) {
+    if (textBytes == XmlText::utf8 && c >= 0x80) return push_utf8(c);
     isWhitespace_ = isWhitespace_ && is_white(c);
     const char byte = static_cast<char>(c);
     if (textLength < textCapacity) {
@@ -39,6 +40,19 @@ inline void CXmlPullParser::pushChar(int c) {
     } else {
         push_run(&byte, 1);
     }
+}
+
+/// What ends a run of text that is taken as it stands, in attribute values or in character data.
+inline xml_characters::Class CXmlPullParser::stop_class(bool in_value) const {
+    if (textBytes == XmlText::utf8)
+        return in_value ? xml_characters::UTF8_VALUE_STOP : xml_characters::UTF8_TEXT_STOP;
+    return in_value ? xml_characters::VALUE_STOP : xml_characters::TEXT_STOP;
+}
+
+/// Takes `length` bytes of such a run; columns count characters.
+inline void CXmlPullParser::pass_text(int length) {
+    if (textBytes == XmlText::utf8) column -= continuation_bytes(src + srcPos, length);
+    pass(length);
 }
 
 /// Takes `length` plain bytes of the input, none of them a line feed.

@@ -31,7 +31,10 @@ bool CXmlPullParser::fetch_referenced() {
         const MultiReferences::Input input = references->next_input();
         srcPos = input.position;
         srcCount = input.count;
-        if (input.text == nullptr) return false;
+        if (input.text == nullptr) {
+            check_end();
+            return false;
+        }
         src = input.text;
         if (srcPos < srcCount) return true;
     }

@@ -88,11 +88,12 @@ void CXmlPullParser::parseAttribute() {
 CRefString CXmlPullParser::read_value(int delimiter) {
     if (peekCount == 0 && plainBytes) {
         // The usual value stands in the buffer, up to its quote, as it is.
+        const auto stop = stop_class(true);
         int end = srcPos;
-        while (end < srcCount && !is_class(src[end], xml_characters::VALUE_STOP)) ++end;
+        while (end < srcCount && !is_class(src[end], stop)) ++end;
         if (end < srcCount && src[end] == delimiter) {
             const CRefString value = intern(src + srcPos, end - srcPos);
-            pass(end - srcPos);
+            pass_text(end - srcPos);
             return value;
         }
     }

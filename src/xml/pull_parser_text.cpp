@@ -2,8 +2,10 @@
 
 // Character data, attribute values and references (XML 1.0, 2.4 and 4.1).
 
-#include "xml/character_classes.h"
+#include <charconv>
+
 #include "xml/pull_parser_inline.h"
+#include "xml/utf8_text.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -15,8 +17,10 @@ namespace {
 int run_length(const char* text, int length, xml_characters::Class stop) {
     int at = 0;
 #if defined(__SSE2__)
-    // Long character data goes sixteen bytes at a time: what stops it is below a space, above 127, < or &.
-    if (stop == xml_characters::TEXT_STOP) {
+    // Long character data goes sixteen bytes at a time: what stops it is a line end, < or &, and where bytes
+    // are not text as they stand, whatever is beyond ASCII, and zero.
+    if (stop == xml_characters::TEXT_STOP || stop == xml_characters::UTF8_TEXT_STOP) {
+        const __m128i beyond_ascii_too = _mm_set1_epi8(stop == xml_characters::TEXT_STOP ? -1 : 0);
         const __m128i line_feed = _mm_set1_epi8('\n');
         const __m128i carriage_return = _mm_set1_epi8('\r');
         const __m128i less = _mm_set1_epi8('<');
@@ -27,7 +31,7 @@ int run_length(const char* text, int length, xml_characters::Class stop) {
             const __m128i lines =
                 _mm_or_si128(_mm_cmpeq_epi8(bytes, line_feed), _mm_cmpeq_epi8(bytes, carriage_return));
             const __m128i marks = _mm_or_si128(_mm_cmpeq_epi8(bytes, less), _mm_cmpeq_epi8(bytes, ampersand));
-            const __m128i odd = _mm_cmplt_epi8(bytes, one);
+            const __m128i odd = _mm_and_si128(_mm_cmplt_epi8(bytes, one), beyond_ascii_too);
             const int stops = _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(lines, marks), odd));
             if (stops != 0) return at + __builtin_ctz(static_cast<unsigned>(stops));
         }
@@ -82,14 +86,14 @@ void CXmlPullParser::pushText(int delimiter, bool resolveEntities) {
 
 /// Takes what the input buffer holds, up to the first character that needs a closer look.
 void CXmlPullParser::push_plain_run(int delimiter, bool resolveEntities) {
-    const auto stop = is_quote(delimiter) ? xml_characters::VALUE_STOP : xml_characters::TEXT_STOP;
+    const auto stop = stop_class(is_quote(delimiter));
     for (;;) {
         const char* const begin = src + srcPos;
         const int length = srcPos < srcCount ? run_length(begin, srcCount - srcPos, stop) : 0;
         if (length > 0) {
             for (int i = 0; isWhitespace_ && i < length; ++i) isWhitespace_ = is_white(begin[i]);
             push_run(begin, length);
-            pass(length);
+            pass_text(length);
         }
         if (srcPos >= srcCount || !push_special(resolveEntities)) return;
     }
@@ -186,8 +190,25 @@ void CXmlPullParser::pushEntity() {
     const std::string_view bytes = code.view();
     if (bytes.empty() || bytes[0] != '#') return push_named_entity(code);
     const bool hexadecimal = bytes.size() > 1 && bytes[1] == 'x';
-    pushChar(hexadecimal ? code.substring(2).hex_value() : code.substring(1).decimal_value());
+    if (textBytes == XmlText::utf8) {
+        push_number(code);
+    } else {
+        pushChar(hexadecimal ? code.substring(2).hex_value() : code.substring(1).decimal_value());
+    }
     isWhitespace_ = false;
+}
+
+/// The character of XML that a numeric reference (XML 1.0, 4.1) names in full.
+void CXmlPullParser::push_number(const CRefString& code) {
+    const std::string_view bytes = code.view();
+    const bool hexadecimal = bytes.size() > 1 && bytes[1] == 'x';
+    const char* const end = bytes.data() + bytes.size();
+    unsigned number = 0;
+    const auto [stop, error] =
+        std::from_chars(bytes.data() + (hexadecimal ? 2 : 1), end, number, hexadecimal ? 16 : 10);
+    if (error != std::errc() || stop != end || !is_xml_character(number))
+        raise(-107, "Reference to what is no character of XML");
+    pushChar(static_cast<int>(number));
 }
 
 void CXmlPullParser::push_named_entity(const CRefString& code) {
@@ -197,7 +218,9 @@ void CXmlPullParser::push_named_entity(const CRefString& code) {
     }
     for (int i = 0; i < entityCount; ++i) {
         if (entities[i].value.length() == 0 || !(entities[i].key == code)) continue;
-        for (const char c : entities[i].value.view()) pushChar(c);
+        const std::string_view value = entities[i].value.view();
+        for (const char c : value) isWhitespace_ = isWhitespace_ && is_white(c);
+        push_run(value.data(), static_cast<int>(value.size()));
         return;
     }
     unresolvedEntity = true;

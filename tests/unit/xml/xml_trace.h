@@ -45,12 +45,13 @@ inline std::string trace_event(CXmlPullParser& parser, int event) {
 
 /// All events in one line, `.` at the end of the document; an error is `!code message @line:column`, where
 /// the code is left out if there is no parser to ask.
-inline std::string trace(std::string_view document, int step = 1 << 20, Reading reading = Reading::events) {
+inline std::string trace(std::string_view document, int step = 1 << 20, Reading reading = Reading::events,
+                         XmlText bytes_of_text = XmlText::one_byte) {
     PiecewiseInputStream stream(document, step);
     std::string text;
     std::unique_ptr<CXmlPullParser> parser;
     try {
-        parser.reset(new CXmlPullParser(&stream));
+        parser.reset(new CXmlPullParser(&stream, bytes_of_text));
         if (!parser) return "no memory";
         if (reading != Reading::raw_names) parser->setProcessNamespaces();
         for (int event = 0; event != XML_END_DOCUMENT;) {
