@@ -115,7 +115,7 @@ _Caldane_ExceptionBase* _Caldane_CallException::find_exception(const _Caldane_St
     const std::string element = text_of(name);
     for (const Same same : {&same_text, &same_but_for_case}) {
         for (std::size_t i = 0; i < declared_count; ++i) {
-            _Caldane_ExceptionBase* candidate = declared[i].make();
+            _Caldane_ExceptionBase* candidate = declared[i].make(declared[i].type);
             if (candidate == nullptr) continue;
             if (stands_for(*candidate, space, element, same)) return candidate;
             delete candidate;

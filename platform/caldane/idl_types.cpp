@@ -2,6 +2,7 @@
 #include <caldane/idl_types.h>
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <shared_mutex>
@@ -102,17 +103,17 @@ const _Caldane_IDL_EnumType* _Caldane_IDL_EnumType::narrow(const _Caldane_IDL_Ba
 }
 
 _Caldane_ULong _Caldane_IDL_EnumType::member_count() const {
-    return describe_().count;
+    return info().count;
 }
 
 const _Caldane_String& _Caldane_IDL_EnumType::member_name(_Caldane_ULong index) const {
     static const _Caldane_String& none = *new _Caldane_String(_Caldane_String::constant(""));
-    const _Caldane_EnumInfo& info = describe_();
-    if (index >= info.count) return none;
+    const _Caldane_EnumInfo& known = info();
+    if (index >= known.count) return none;
     const _Caldane_String* names = names_.load(std::memory_order_acquire);
     if (names == nullptr) {
         // Made once, by whoever comes first, and kept: the type lives as long as the process.
-        const _Caldane_String* const made = make_names(info);
+        const _Caldane_String* const made = make_names(known);
         if (made == nullptr) return none;
         if (names_.compare_exchange_strong(names, made, std::memory_order_acq_rel)) {
             names = made;
@@ -123,14 +124,21 @@ const _Caldane_String& _Caldane_IDL_EnumType::member_name(_Caldane_ULong index) 
     return names[index];
 }
 
+void _Caldane_IDL_EnumType::drop_names() {
+    const _Caldane_String* const names = names_.exchange(nullptr);
+    if (names == nullptr) return;
+    std::destroy_n(names, info().count);
+    PEL_array_delete(const_cast<_Caldane_String*>(names));
+}
+
 std::string_view _Caldane_IDL_EnumType::name() const {
-    return describe_().name;
+    return info().name;
 }
 std::string_view _Caldane_IDL_EnumType::name_space() const {
-    return describe_().name_space;
+    return info().name_space;
 }
 std::string_view _Caldane_IDL_EnumType::repository_id() const {
-    return describe_().id;
+    return info().id;
 }
 _Caldane_TxType* _Caldane_IDL_EnumType::_new_value() {
     return make_ == nullptr ? nullptr : make_();

@@ -5,6 +5,7 @@
 
 #include <caldane/any_value.h>
 #include <caldane/idl_types.h>
+#include <caldane/object.h>
 #include <caldane/string.h>
 #include <caldane/transport_stream.h>
 #include <caldane/value_support.h>
@@ -36,7 +37,7 @@ constinit PlainType kChar(_Caldane_TypeRef::tk_char, nullptr);
 constinit PlainType kOctet(_Caldane_TypeRef::tk_octet, nullptr);
 constinit PlainType kAny(_Caldane_TypeRef::tk_any, &_Caldane_make<_Caldane_Any>);
 constinit PlainType kTypeCode(_Caldane_TypeRef::tk_TypeCode, &_Caldane_make<_Caldane_TypeRef>);
-constinit PlainType kObject(_Caldane_TypeRef::tk_objref, nullptr);
+constinit PlainType kObject(_Caldane_TypeRef::tk_objref, &_Caldane_make<_Caldane_Object>);
 constinit PlainType kString(_Caldane_TypeRef::tk_string, &_Caldane_make<_Caldane_String>);
 constinit PlainType kException(_Caldane_TypeRef::tk_except, nullptr);
 

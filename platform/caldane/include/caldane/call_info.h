@@ -18,10 +18,11 @@ namespace Caldane {
 
 /// How a user exception that an operation may raise is made and thrown; see `declared`.
 struct DeclaredException {
-    _Caldane_ExceptionBase* (*make)();  ///< a new one, null when memory ends
+    _Caldane_ExceptionBase* (*make)(const void* type);  ///< a new one, null when memory ends
     void (*raise)(
         const _Caldane_ExceptionBase& stored);  ///< throws a copy if it is of this type, else returns
     bool (*matches)(const _Caldane_ExceptionBase& thrown);
+    const void* type = nullptr;  ///< what `make` is given: a type made at run time
 };
 
 }  // namespace Caldane

@@ -82,10 +82,13 @@ struct _Caldane_EnumInfo : _Caldane_TypeInfo {
     template <std::size_t N>
     constexpr _Caldane_EnumInfo(const _Caldane_TypeInfo& type, const std::string_view (&names)[N])
         : _Caldane_TypeInfo(type), members(names), count(N) {}
+    constexpr _Caldane_EnumInfo(const _Caldane_TypeInfo& type, const std::string_view* names,
+                                _Caldane_ULong name_count)
+        : _Caldane_TypeInfo(type), members(names), count(name_count) {}
 };
 
 /// An enum type: knows the names of its members.
-class _Caldane_IDL_EnumType final : public _Caldane_IDL_BaseType {
+class _Caldane_IDL_EnumType : public _Caldane_IDL_BaseType {
 public:
     using Describe = const _Caldane_EnumInfo& (*)();
     using Make = _Caldane_TxType* (*)();
@@ -104,6 +107,11 @@ public:
     std::string_view name_space() const override;
     std::string_view repository_id() const override;
     _Caldane_TxType* _new_value() override;
+
+protected:
+    virtual const _Caldane_EnumInfo& info() const { return describe_(); }
+    /// For a type that does not live as long as the process.
+    void drop_names();
 
 private:
     Describe describe_;

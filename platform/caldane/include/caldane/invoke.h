@@ -12,6 +12,7 @@
 #include <caldane/call_info.h>
 #include <caldane/carrier.h>
 #include <caldane/exceptions.h>
+#include <caldane/interface.h>
 #include <caldane/object.h>
 #include <caldane/string.h>
 
@@ -32,7 +33,7 @@ struct Raises {
 };
 
 template <class Exception>
-_Caldane_ExceptionBase* make_exception() {
+_Caldane_ExceptionBase* make_exception(const void*) {
     return new Exception;
 }
 
@@ -49,7 +50,7 @@ bool matches_exception(const _Caldane_ExceptionBase& thrown) {
 template <class... Exceptions>
 inline constexpr DeclaredException kDeclared[sizeof...(Exceptions) + 1] = {
     {&make_exception<Exceptions>, &raise_exception<Exceptions>, &matches_exception<Exceptions>}...,
-    {nullptr, nullptr, nullptr}};
+    {nullptr, nullptr, nullptr, nullptr}};
 
 /// The table of the exceptions named.
 template <class... Exceptions>
@@ -145,19 +146,29 @@ Result call(const _Caldane_Object& target, const Operation& operation, Argument<
         carriers);
 }
 
-/// Base of the reference class (stub) of an interface: a value that refers to an object of it.
-template <class Interface>
-class Reference : public _Caldane_Object {
+/// Base of the reference class (stub) of an interface: a value that refers to an object of it. An interface
+/// that inherits from others has their classes as further bases.
+template <class Stub>
+class Reference : public virtual _Caldane_Object {
 public:
-    /// The same object seen through this interface; nil for nil. Whether the object has the interface shows
-    /// at the first call.
-    static Interface _narrow(const _Caldane_Object& object) {
-        Interface reference;
+    /// The same object seen through this interface; nil for nil, and for an object that says that it does not
+    /// have the interface. A reference made from a URL tells no type: whether its object has the interface
+    /// shows at the first call.
+    static Stub _narrow(const _Caldane_Object& object) {
+        if constexpr (requires { Stub::_interface(); }) {
+            if (!object._may_be(Stub::_interface().id)) return Stub();
+        }
+        return _unchecked_narrow(object);
+    }
+
+    /// The same without a look at the type.
+    static Stub _unchecked_narrow(const _Caldane_Object& object) {
+        Stub reference;
         static_cast<_Caldane_Object&>(reference) = object;
         return reference;
     }
 
-    const Interface* operator->() const { return static_cast<const Interface*>(this); }
+    const Stub* operator->() const { return static_cast<const Stub*>(this); }
 };
 
 }  // namespace Caldane

@@ -3,6 +3,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <string_view>
 
 #include <caldane/any_ref.h>
 #include <caldane/boolean.h>
@@ -31,6 +32,13 @@ public:
     _Caldane_Boolean getSecurity() const { return secure; }
     bool _is_nil() const { return ior_ == nullptr; }
     explicit operator bool() const { return !_is_nil(); }
+
+    /// Whether the object has the interface of that repository id. Known ahead where the reference's own type
+    /// id says it, else asked of the object, so that what `Caldane::call` throws comes here too. Nil has
+    /// none.
+    bool _is_a(std::string_view repository_id) const;
+    /// The same, but a nil reference and one that tells no type, made from a URL, may be anything.
+    bool _may_be(std::string_view repository_id) const;
 
     /// The object's URL; empty for nil and for references that have none.
     std::string url() const;

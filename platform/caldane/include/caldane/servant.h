@@ -14,6 +14,7 @@
 
 #include <caldane/arg_list.h>
 #include <caldane/carrier.h>
+#include <caldane/interface.h>
 #include <caldane/invoke.h>
 
 class _Caldane_ImplBase;
@@ -67,13 +68,17 @@ struct ServantOperation {
 class OperationTable {
 public:
     OperationTable(const char* interface_id, std::initializer_list<ServantOperation> operations);
+    OperationTable(const Interface& interface, std::initializer_list<ServantOperation> operations);
 
-    /// Null if there is no operation of that name. Exact case.
+    /// Null if there is no operation of that name. Exact case. `_is_a` is there without being told.
     const ServantOperation* find(std::string_view name) const;
     const char* interface_id() const { return interface_id_; }
+    /// Whether it is the table of that interface, or of one that inherits from it.
+    bool is_a(std::string_view repository_id) const;
 
 private:
     const char* interface_id_;
+    const Interface* interface_ = nullptr;
     std::vector<ServantOperation> sorted;
 };
 
@@ -86,6 +91,10 @@ public:
 
     /// What the interface offers.
     virtual const Caldane::OperationTable& _operations() const = 0;
+
+    /// Whether it has the interface of that repository id: what callers ask by the operation of this name,
+    /// which every object has.
+    bool _is_a(const _Caldane_String& repository_id);
 
     /// True for an implementation that is reached by a secure transport.
     bool getSecurity() const { return secure; }

@@ -42,6 +42,12 @@ struct _Caldane_UnionInfo : _Caldane_TypeInfo {
           case_count(Cases),
           default_member(default_index) {}
 
+    /// All discriminators select the one member.
+    template <std::size_t Members>
+    constexpr _Caldane_UnionInfo(const _Caldane_TypeInfo& type, const std::string_view (&names)[Members],
+                                 _Caldane_ULong default_index)
+        : _Caldane_TypeInfo(type), members(names), count(Members), default_member(default_index) {}
+
     /// The index of the member that a discriminator selects; the number of members if none is.
     _Caldane_ULong select(_Caldane_Long discriminator) const;
     /// The first label of a member; 0 for the default member.

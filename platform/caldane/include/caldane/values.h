@@ -6,6 +6,7 @@
 
 #include <caldane/any_value.h>
 #include <caldane/array_value.h>
+#include <caldane/bounded_string.h>
 #include <caldane/enum_value.h>
 #include <caldane/sequence_value.h>
 #include <caldane/string.h>

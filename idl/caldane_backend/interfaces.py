@@ -1,0 +1,300 @@
+# SPDX-License-Identifier: MIT
+"""Interfaces: the class of references (the stub) and the base of servants (the skeleton)."""
+import dataclasses
+
+from omniidl import idlast, idltype
+
+from . import names
+from .items import Constant, Item, Typedef
+from .layout import Lines, literal
+from .types import Needs, Place, is_boolean
+
+IN, OUT, INOUT = range(3)
+
+
+@dataclasses.dataclass
+class Parameter:
+    wire_name: str
+    type: object
+    direction: int
+
+    @property
+    def name(self) -> str:
+        return names.cxx(self.wire_name)
+
+
+@dataclasses.dataclass
+class Operation:
+    """An operation, or one of the two that an attribute stands for."""
+    wire_name: str
+    name: str
+    result: object
+    parameters: list[Parameter]
+    raises: list
+    oneway: bool
+    decl: object
+    overloaded: bool = False
+
+    def mentions(self, needs: Needs) -> None:
+        for idl_type in [self.result] + [parameter.type for parameter in self.parameters]:
+            if idl_type is not None:
+                needs.mention(idl_type)
+
+    def result_type(self, types, place: Place) -> str:
+        return 'void' if self.result is None else types.by_value(self.result, place)
+
+    def signature(self, types, place: Place) -> list[str]:
+        return [f'{types.parameter(p.type, place, p.direction != OUT, p.direction != IN)} {p.name}'
+                for p in self.parameters]
+
+
+def operations_of(decl) -> list[Operation]:
+    """Those of the interface itself, in its order."""
+    found = []
+    for part in decl.contents():
+        if isinstance(part, idlast.Operation):
+            found.append(plain_operation(part))
+        elif isinstance(part, idlast.Attribute):
+            for declarator in part.declarators():
+                found.extend(accessors(part, declarator))
+    return found
+
+
+def plain_operation(decl) -> Operation:
+    directions = {(1, 0): IN, (0, 1): OUT, (1, 1): INOUT}
+    parameters = [Parameter(p.identifier(), p.paramType(), directions[(int(p.is_in()), int(p.is_out()))])
+                  for p in decl.parameters()]
+    result = None if decl.returnType().kind() == idltype.tk_void else decl.returnType()
+    return Operation(decl.identifier(), names.cxx(decl.identifier()), result, parameters, decl.raises(),
+                     bool(decl.oneway()), decl)
+
+
+def accessors(attribute, declarator) -> list[Operation]:
+    name, wire_name = names.cxx(declarator.identifier()), declarator.identifier()
+    changeable = not attribute.readonly()
+    getter = Operation('_get_' + wire_name, name, attribute.attrType(), [], [], False, declarator, changeable)
+    if not changeable:
+        return [getter]
+    value = Parameter('value', attribute.attrType(), IN)
+    return [getter, Operation('_set_' + wire_name, name, None, [value], [], False, declarator, True)]
+
+
+def all_operations(decl) -> list[tuple[object, Operation]]:
+    """Each operation with the interface that it comes from: the bases first, none twice."""
+    found, seen = [], set()
+
+    def visit(interface) -> None:
+        if interface.repoId() in seen:
+            return
+        seen.add(interface.repoId())
+        for base in bases_of(interface):
+            visit(base)
+        found.extend((interface, operation) for operation in operations_of(interface))
+
+    visit(decl)
+    return found
+
+
+def bases_of(decl) -> list:
+    """The interfaces inherited from, typedefs and forward declarations seen through."""
+    bases = []
+    for base in decl.inherits():
+        while isinstance(base, idlast.Declarator):
+            base = base.alias().aliasType().decl()
+        bases.append(base.fullDecl())
+    return bases
+
+
+class InterfaceItem(Item):
+    """What stub and skeleton share."""
+
+    def __init__(self, context, decl):
+        super().__init__(context, decl)
+        self.operations = operations_of(decl)
+        self.bases = bases_of(decl)
+
+    def constant(self, suffix: str) -> str:
+        return 'k' + self.name.lstrip('_') + suffix
+
+    def base_name(self, base, prefix: str) -> str:
+        scoped = tuple(base.scopedName())
+        spelled = self.types.scoped_name(scoped, self.place)
+        head, colons, last = spelled.rpartition('::')
+        return head + colons + prefix + (scoped[-1] if prefix else last)
+
+
+class Stub(InterfaceItem):
+    def __init__(self, context, decl, nested=()):
+        super().__init__(context, decl)
+        self.nested = nested
+        self.inside = Place(self.namespace, self.scoped)
+        self.parts = []
+        for part in decl.contents():
+            if isinstance(part, idlast.Typedef):
+                self.parts.extend(Typedef(context, declarator, part.aliasType()) for declarator in part.declarators())
+            elif isinstance(part, idlast.Const):
+                self.parts.append(Constant(context, part))
+
+    def needs(self) -> Needs:
+        needs = Needs(self.types)
+        needs.whole.extend(tuple(base.scopedName()) for base in self.bases)
+        needs.named.extend(self.nested)
+        for part in self.parts:
+            inner = part.needs()
+            needs.whole.extend(inner.whole)
+            needs.named.extend(inner.named)
+        for operation in self.operations:
+            operation.mentions(needs)
+        needs.whole = [scoped for scoped in needs.whole if scoped != self.scoped and
+                       not (scoped[:-1] == self.scoped and scoped not in self.nested)]
+        return needs
+
+    def header(self, out: Lines) -> None:
+        text = self.context.comments.take(self.decl)
+        out.document(text or [f'A reference to an object of the interface {"::".join(self.scoped)}.'])
+        bases = [f'public Caldane::Reference<{self.name}>']
+        bases += [f'public {self.base_name(base, "")}' for base in self.bases]
+        out.wrapped(f'class {self.name} : ', bases, ' {')
+        out.add('public:')
+        out.depth += 1
+        self.declared_types(out)
+        for operation in self.operations:
+            self.document_operation(out, operation)
+            head = f'{operation.result_type(self.types, self.inside)} {operation.name}('
+            out.wrapped(head, operation.signature(self.types, self.inside), ') const;')
+        out.gap()
+        if self.bases:
+            out.add(f'using Caldane::Reference<{self.name}>::_narrow;',
+                    f'using Caldane::Reference<{self.name}>::_unchecked_narrow;',
+                    f'using Caldane::Reference<{self.name}>::operator->;', '')
+        out.add('static const Caldane::Interface& _interface();')
+        out.depth -= 1
+        out.add('};')
+
+    def declared_types(self, out: Lines) -> None:
+        self.aliases(out, self.nested)
+        for part in self.parts:
+            part.document(out)
+            out.add(part.line(self.inside, 'static') if isinstance(part, Constant) else part.line(self.inside))
+        out.gap()
+
+    def document_operation(self, out: Lines, operation: Operation) -> None:
+        text = self.context.comments.take(operation.decl)
+        if operation.raises:
+            thrown = ', '.join(self.exception_name(decl, self.inside) for decl in operation.raises)
+            text = text + [f'Throws {thrown}.']
+        if operation.oneway:
+            text = text + ['Does not wait for an answer.']
+        out.document(text)
+
+    def exception_name(self, decl, place: Place) -> str:
+        return self.types.scoped_name(tuple(decl.scopedName()), place)
+
+    def source(self, out: Lines) -> None:
+        bases = ['&' + self.base_name(base, '') + '::_interface()' for base in self.bases]
+        out.add(f'const Caldane::Interface& {self.name}::_interface() {{')
+        out.depth += 1
+        if bases:
+            out.wrapped('static const Caldane::Interface* const bases[] = {', bases, '};')
+            out.add(f'static const Caldane::Interface interface({self.constant("")}, bases);')
+        else:
+            out.add(f'static constexpr Caldane::Interface interface({self.constant("")});')
+        out.add('return interface;')
+        out.depth -= 1
+        out.add('}')
+        for operation in self.operations:
+            out.gap()
+            self.definition(out, operation)
+
+    def definition(self, out: Lines, operation: Operation) -> None:
+        result = operation.result_type(self.types, Place(self.namespace))
+        head = f'{result} {self.name}::{operation.name}('
+        out.wrapped(head, operation.signature(self.types, self.inside), ') const {')
+        out.depth += 1
+        taken = [parameter.name for parameter in operation.parameters]
+        local = names.unlike('operation', taken)
+        out.wrapped(f'static const Caldane::Operation {local}(', self.operation_arguments(operation), ');')
+        call = 'Caldane::call<' + result + '>('
+        arguments = ['*this', local]
+        for parameter in operation.parameters:
+            how = ('in', 'out', 'inout')[parameter.direction]
+            arguments.append(f'Caldane::{how}({literal(parameter.wire_name)}, {parameter.name})')
+        out.wrapped(('return ' if operation.result is not None else '') + call, arguments, ');')
+        out.depth -= 1
+        out.add('}')
+
+    def operation_arguments(self, operation: Operation) -> list[str]:
+        arguments = [literal(operation.wire_name), self.constant('Namespace')]
+        if operation.raises:
+            thrown = ', '.join(self.exception_name(decl, self.inside) for decl in operation.raises)
+            arguments.append(f'Caldane::raises<{thrown}>')
+        if operation.oneway:
+            arguments += ([] if operation.raises else ['{}']) + ['Caldane::Operation::ONE_WAY']
+        return arguments
+
+
+class Skeleton(InterfaceItem):
+    """Comes behind its stub."""
+
+    def needs(self) -> Needs:
+        needs = Needs(self.types)
+        needs.whole.append(self.scoped)
+        needs.whole.extend(tuple(base.scopedName()) + ('POA',) for base in self.bases)
+        for operation in self.operations:
+            operation.mentions(needs)
+        return needs
+
+    def forward(self) -> str:
+        return ''
+
+    @property
+    def skeleton(self) -> str:
+        return 'POA_' + self.scoped[-1]
+
+    def header(self, out: Lines) -> None:
+        out.add(f'/// Base of the servants that references of {self.name} lead to.')
+        bases = [f'public virtual {self.base_name(base, "POA_")}' for base in self.bases]
+        out.wrapped(f'class {self.skeleton} : ', bases or ['public virtual _Caldane_ImplBase'], ' {')
+        out.add('public:')
+        out.depth += 1
+        place = Place(self.namespace)
+        for operation in self.operations:
+            head = f'virtual {operation.result_type(self.types, place)} {operation.name}('
+            out.wrapped(head, operation.signature(self.types, place), ') = 0;')
+        out.gap()
+        out.add('const Caldane::OperationTable& _operations() const override;')
+        out.depth -= 1
+        out.add('};')
+
+    def source(self, out: Lines) -> None:
+        out.add(f'const Caldane::OperationTable& {self.skeleton}::_operations() const {{')
+        out.depth += 1
+        entries = all_operations(self.decl)
+        if any(operation.parameters for _, operation in entries):
+            out.add('using enum _Caldane_Parameter::Direction;')
+        out.wrapped('static const Caldane::OperationTable table(', [f'{self.name}::_interface()', '{'], '')
+        out.depth += 1
+        for interface, operation in entries:
+            self.entry(out, interface, operation)
+        out.depth -= 1
+        out.add('});', 'return table;')
+        out.depth -= 1
+        out.add('}')
+
+    def entry(self, out: Lines, interface, operation: Operation) -> None:
+        skeleton = self.base_name(interface, 'POA_')
+        function = f'&{skeleton}::{operation.name}'
+        if operation.overloaded:
+            place = Place(self.namespace)
+            given = ', '.join(self.types.parameter(p.type, place, True, False) for p in operation.parameters)
+            result = operation.result_type(self.types, place)
+            function = f'static_cast<{result} ({skeleton}::*)({given})>({function})'
+        arguments = [literal(operation.wire_name)]
+        if operation.parameters:
+            table = [f'{{{literal(p.wire_name)}, {("IN", "OUT", "INOUT")[p.direction]}}}' for p in operation.parameters]
+            arguments.append('{' + ', '.join(table) + '}')
+        if operation.raises:
+            place = Place(self.namespace)
+            thrown = [self.types.scoped_name(tuple(decl.scopedName()), place) for decl in operation.raises]
+            arguments.append(f'Caldane::raises<{", ".join(thrown)}>')
+        out.wrapped(f'Caldane::method<{function}>(', arguments, '),')

@@ -1,0 +1,159 @@
+# SPDX-License-Identifier: MIT
+"""Command line, the runs of omniidl, and the results' way to their places."""
+import argparse
+import os
+import shlex
+import subprocess
+import sys
+import tempfile
+
+from caldane_backend.options import VARIABLE, Options
+
+from . import messages, preprocess
+
+BACKENDS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+FORBIDDEN = '"$`\\'
+
+DESCRIPTION = '''\
+Compiles IDL to C++ for the caldane broker: FILE.idl gives FILE.h and FILE.cpp with its types, a class for
+references (X) and a base class for servants (POA_X) of each interface X.'''
+EPILOG = '''\
+An included IDL file is not compiled along; its header is included. Errors are told as FILE:LINE:COLUMN:
+REASON; nothing is written then.
+
+exit code: 0 done, 1 errors in the IDL or in reading or writing files, 64 wrong usage
+
+example:
+  caldane-idl -o generated bank.idl
+  c++ -std=c++20 -c generated/bank.cpp'''
+
+
+class Failure(Exception):
+    """Told to the user as it is; exit code 1."""
+
+
+class Parser(argparse.ArgumentParser):
+    def error(self, message: str):
+        self.print_usage(sys.stderr)
+        self.exit(64, f'{self.prog}: {message}\n')
+
+
+def parse(arguments: list[str]) -> argparse.Namespace:
+    parser = Parser(prog='caldane-idl', description=DESCRIPTION, epilog=EPILOG,
+                    formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument('files', metavar='FILE', nargs='+', help='an IDL file')
+    parser.add_argument('-o', dest='folder', metavar='DIR', default='.', help='where the results go (default: here)')
+    parser.add_argument('-I', dest='include', metavar='DIR', action='append', default=[],
+                        help='a folder to look for included files in')
+    parser.add_argument('-D', dest='define', metavar='NAME[=VALUE]', action='append', default=[],
+                        help='define a name for the preprocessor')
+    parser.add_argument('--depend', metavar='FILE', help='write a Makefile rule that names all files read')
+    return parser.parse_args(arguments)
+
+
+class Compiler:
+    """All files of one command line: the results take their places when all of them are there."""
+
+    def __init__(self, options: argparse.Namespace, work: str):
+        self.options = options
+        self.work = work
+        self.results: list[tuple[str, str]] = []
+        self.rules: list[str] = []
+
+    # -nc: `Mood mood` is a member like any other; names that differ in case alone are refused by the back end.
+    def omniidl(self, path: str, *further: str, environment: dict | None = None) -> subprocess.CompletedProcess:
+        switches = [f'-I{folder}' for folder in self.options.include]
+        switches += [f'-D{shlex.quote(name)}' for name in self.options.define]
+        try:
+            return subprocess.run(['omniidl', '-K', '-nc', *switches, *further, path], capture_output=True, text=True,
+                                  errors='replace', env={**os.environ, **(environment or {})})
+        except FileNotFoundError:
+            raise Failure('caldane-idl needs the program omniidl (Debian package omniidl)') from None
+
+    def compile(self, path: str) -> None:
+        self.readable(path)
+        run = self.omniidl(path, '-E')
+        if run.returncode != 0:
+            raise Failure('\n'.join(messages.translate(run.stderr)))
+        read = preprocess.read(run.stdout, path)
+        name = os.path.splitext(os.path.basename(path))[0]
+        made = Options(path, os.path.join(self.work, name + '.h'), os.path.join(self.work, name + '.cpp'), name + '.h',
+                       [os.path.splitext(os.path.basename(included))[0] + '.h' for included in read.included],
+                       read.pragmas)
+        settings = os.path.join(self.work, 'options.json')
+        made.save(settings)
+        run = self.omniidl(path, '-p', BACKENDS, '-b', 'caldane_backend', environment={VARIABLE: settings})
+        told = messages.translate(run.stderr) if 'Traceback' not in run.stderr else [run.stderr]
+        if run.returncode != 0:
+            raise Failure('\n'.join(told))
+        for line in told:
+            print(line, file=sys.stderr)
+        targets = [os.path.join(self.options.folder, name + ending) for ending in ('.h', '.cpp')]
+        self.results += list(zip((made.header_path, made.source_path), targets))
+        self.rules.append(rule(targets, read.files))
+
+    @staticmethod
+    def readable(path: str) -> None:
+        if any(char in path for char in FORBIDDEN):
+            raise Failure(f'{path}: a file name cannot have any of {" ".join(FORBIDDEN)} in it')
+        if not os.path.isfile(path):
+            raise Failure(f'{path}: there is no such file')
+        if not os.access(path, os.R_OK):
+            raise Failure(f'{path}: cannot be read')
+
+    def place(self) -> None:
+        """A file that would not change is left alone, so that nothing is built again for it."""
+        os.makedirs(self.options.folder, exist_ok=True)
+        for made, target in self.results:
+            replace(target, contents(made))
+        if self.options.depend:
+            os.makedirs(os.path.dirname(self.options.depend) or '.', exist_ok=True)
+            replace(self.options.depend, ''.join(self.rules))
+
+
+def contents(path: str) -> str | None:
+    try:
+        with open(path, encoding='utf-8') as file:
+            return file.read()
+    except OSError:
+        return None
+
+
+def replace(target: str, text: str) -> None:
+    if contents(target) == text:
+        return
+    handle, temporary = tempfile.mkstemp(dir=os.path.dirname(target) or '.', prefix='.caldane-idl-')
+    try:
+        with os.fdopen(handle, 'w', encoding='utf-8') as file:
+            file.write(text)
+        mask = os.umask(0)
+        os.umask(mask)
+        os.chmod(temporary, 0o666 & ~mask)
+        os.replace(temporary, target)
+    except OSError:
+        os.unlink(temporary)
+        raise
+
+
+def rule(targets: list[str], files: list[str]) -> str:
+    def escaped(path: str) -> str:
+        return path.replace('$', '$$').replace(' ', '\\ ').replace('#', '\\#')
+
+    return f'{" ".join(map(escaped, targets))}: \\\n  ' + ' \\\n  '.join(map(escaped, files)) + '\n'
+
+
+def main(arguments: list[str]) -> int:
+    options = parse(arguments)
+    try:
+        with tempfile.TemporaryDirectory() as work:
+            compiler = Compiler(options, work)
+            for path in options.files:
+                compiler.compile(path)
+            compiler.place()
+    except Failure as failure:
+        print(failure, file=sys.stderr)
+        return 1
+    except OSError as error:
+        print(f'caldane-idl: {error.filename}: {error.strerror}', file=sys.stderr)
+        return 1
+    return 0
