@@ -269,7 +269,7 @@ TEST(Header, comes_back_from_our_own_reply) {
 }
 
 const Caldane::DeclaredException kDeclared[] = {
-    {[]() -> _Caldane_ExceptionBase* { return new Failure; }, [](const _Caldane_ExceptionBase&) {},
+    {[](const void*) -> _Caldane_ExceptionBase* { return new Failure; }, [](const _Caldane_ExceptionBase&) {},
      [](const _Caldane_ExceptionBase& thrown) { return dynamic_cast<const Failure*>(&thrown) != nullptr; }}};
 
 struct FaultResult {
