@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// bank_client [-Dname=value]... [--repeat N] URL OPERATION [ARGUMENT]...: calls one operation of a bank's
-// teller and prints its result and out parameters.
+// bank_client [-Dname=value]... [--latin1] [--repeat N] URL OPERATION [ARGUMENT]...: calls one operation of a
+// bank's teller and prints its result and out parameters.
 
 #include <iostream>
 #include <limits>
@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "../text_option.h"
 #include "arguments.h"
 #include "bank.h"
 
@@ -95,11 +96,11 @@ const Command kCommands[] = {
 };
 
 int usage(std::ostream& out) {
-    out << "usage: bank_client [-Dname=value]... [--repeat N] URL OPERATION [ARGUMENT]...\n"
+    out << "usage: bank_client [-Dname=value]... [--latin1] [--repeat N] URL OPERATION [ARGUMENT]...\n"
            "Calls an operation of the bank at URL, such as http://127.0.0.1:8080/bank, and prints its result "
            "and\n"
            "out parameters; with --repeat it calls N times on one connection and prints the last outcome.\n"
-           "The operations:\n";
+        << kTextOptionHelp << "The operations:\n";
     for (const Command& command : kCommands) {
         out << "  " << command.name;
         for (const char* parameter : command.parameters) out << ' ' << parameter;
@@ -178,6 +179,7 @@ int main(int argc, char** argv) {
             usage(std::cout);
             return kDone;
         }
+        choose_text(argc, argv);
         const int code = run({argv + 1, argv + argc});
         Caldane::shutdown();
         return code;

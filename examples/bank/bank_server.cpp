@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: MIT
 
-// bank_server [-Dname=value]... --listen HOST:PORT: serves the bank's teller at the path /bank.
+// bank_server [-Dname=value]... [--latin1] --listen HOST:PORT: serves the bank's teller at the path /bank.
 
 #include <iostream>
 #include <string>
 #include <string_view>
 
+#include "../text_option.h"
 #include "teller_impl.h"
 
 namespace {
 
 constexpr char kUsage[] =
-    "usage: bank_server [-Dname=value]... --listen HOST:PORT\n"
+    "usage: bank_server [-Dname=value]... [--latin1] --listen HOST:PORT\n"
     "Serves the bank at http://HOST:PORT/bank (port 0: one that the system chooses) and prints\n"
     "'ready URL' when it accepts calls. Ends on SIGTERM or SIGINT, after the calls that are running.\n"
     "-help lists the properties of the transport.\n";
@@ -31,11 +32,12 @@ int serve(const std::string& address) {
 int main(int argc, char** argv) {
     try {
         if (!Caldane::init(argc, argv)) {
-            std::cout << kUsage;
+            std::cout << kUsage << kTextOptionHelp;
             return 0;
         }
+        choose_text(argc, argv);
         if (argc != 3 || std::string_view(argv[1]) != "--listen") {
-            std::cerr << kUsage;
+            std::cerr << kUsage << kTextOptionHelp;
             return 64;
         }
         return serve(argv[2]);

@@ -123,7 +123,13 @@ std::int32_t _SOAP_Transport_Client::exchange(_Caldane_OutboundCall& call) {
         diagnosis = "memory has ended";
         return Kind::COMM_FAILURE;
     }
-    if (!write_envelope(out_stream, call.intf_id(), call.oper(), call.args())) {
+    const bool written = write_envelope(out_stream, call.intf_id(), call.oper(), call.args()) != 0;
+    if (out_stream.text_refused()) {
+        diagnosis =
+            "a parameter holds text that is not UTF-8 made of characters of XML, as SOAP_UTF8_TEXT asks for";
+        return Kind::MARSHAL;
+    }
+    if (!written) {
         diagnosis = "a parameter could not be written as XML";
         return Kind::COMM_FAILURE;
     }

@@ -7,6 +7,7 @@
 #include "marshal/namespaces.h"
 #include "marshal/number_text.h"
 #include "marshal/soap_in_stream.h"
+#include "marshal/text_mode.h"
 #include "streams/socket_streams.h"
 
 using marshal_names::in_envelope_namespace;
@@ -70,7 +71,8 @@ int _SOAP_InStream::open_envelope_from(std::unique_ptr<CInputStream> source) {
         socket_in.reset();
         return 0;
     }
-    parser.reset(new CXmlPullParser(body_reader.get()));
+    utf8_text_ = text_is_utf8();
+    parser.reset(new CXmlPullParser(body_reader.get(), utf8_text_ ? XmlText::utf8 : XmlText::one_byte));
     if (!parser) return 0;
     parser->setProcessNamespaces();
     return to_body();

@@ -7,6 +7,7 @@
 #include "marshal/octets.h"
 #include "marshal/soap_in_stream.h"
 #include "vqsys/text.h"
+#include "xml/utf8_text.h"
 
 namespace {
 
@@ -140,7 +141,14 @@ _Caldane_Boolean _SOAP_InStream::demarshal(char& out) {
     out = 0;
     const char* text = kBlank;
     const int result = read_text(&text);
-    if (result == 1) out = text[0];
+    if (utf8_text_ && result != 0) {
+        const auto length = static_cast<std::size_t>(result);
+        const Utf8Character first = first_character(text);
+        if (first.length != length || first.code > 0xFF) return _Caldane_FALSE;
+        out = static_cast<char>(first.code);
+    } else if (result == 1) {
+        out = text[0];
+    }
     return outcome(result);
 }
 

@@ -6,6 +6,7 @@
 #include "marshal/base64.h"
 #include "marshal/number_text.h"
 #include "marshal/soap_out_stream.h"
+#include "xml/utf8_text.h"
 
 namespace {
 
@@ -45,7 +46,11 @@ constexpr std::uint64_t hits(std::uint64_t word, unsigned char byte) {
     return (rest - kOnes) & ~rest;
 }
 
-/// Length of the run of characters at `chars` that need no escape.
+/// A carriage return that a reader would take for the end of a line (XML 1.0, 2.11).
+constexpr std::string_view kCarriageReturn = "&#13;";
+
+/// Length of the run of characters at `chars` that need no escape; `exact` if carriage returns need one.
+template <bool exact>
 std::size_t plain_run(const char* chars, std::size_t length) {
     constexpr std::uint64_t kHigh = kOnes * 0x80;
     constexpr std::uint64_t kOtherBracket = kOnes * ('<' ^ '>');  // each of these pairs differs in one bit
@@ -56,10 +61,12 @@ std::size_t plain_run(const char* chars, std::size_t length) {
         std::memcpy(&word, chars + at, sizeof word);
         const std::uint64_t found =
             hits(word & ~kOtherBracket, '<') | hits(word | kOtherQuote, '\'') | hits(word, '"');
-        if ((found & kHigh) != 0) break;
+        if ((found & kHigh) != 0 || (exact && (hits(word, '\r') & kHigh) != 0)) break;
         at += sizeof word;
     }
-    while (at < length && !kSpecial.special[static_cast<unsigned char>(chars[at])]) ++at;
+    while (at < length && !kSpecial.special[static_cast<unsigned char>(chars[at])] &&
+           !(exact && chars[at] == '\r'))
+        ++at;
     return at;
 }
 
@@ -114,6 +121,7 @@ _Caldane_Boolean _SOAP_OutStream::marshal(_Caldane_Boolean value) {
 
 _Caldane_Boolean _SOAP_OutStream::marshal(char value) {
     const auto code = static_cast<unsigned char>(value);
+    if (utf8_text_ && code < 0x20) return marshal_string(&value, 1);
     if (const std::string_view escape = escape_of(value); !escape.empty()) {
         put_bytes(escape.data(), escape.size());
     } else if (code >= 0x80) {
@@ -134,12 +142,21 @@ _Caldane_Boolean _SOAP_OutStream::marshal_backptr(_Caldane_ULong offset) {
 
 _Caldane_Boolean _SOAP_OutStream::marshal_string(const char* chars, _Caldane_ULong length) {
     if (!writer) return _Caldane_TRUE;
+    if (utf8_text_ && check_utf8(chars, length).fault != TextFault::none) {
+        text_refused_ = true;
+        return _Caldane_FALSE;
+    }
     if (pieces.gathers()) {
-        put_escaped(chars, length);
+        if (utf8_text_) {
+            put_escaped<true>(chars, length);
+        } else {
+            put_escaped<false>(chars, length);
+        }
         return _Caldane_TRUE;
     }
     for (_Caldane_ULong i = 0; i < length; ++i) {
-        const std::string_view escape = escape_of(chars[i]);
+        const std::string_view escape =
+            utf8_text_ && chars[i] == '\r' ? kCarriageReturn : escape_of(chars[i]);
         if (escape.empty()) {
             pieces.put(chars[i]);
         } else {
@@ -149,12 +166,13 @@ _Caldane_Boolean _SOAP_OutStream::marshal_string(const char* chars, _Caldane_ULo
     return _Caldane_TRUE;
 }
 
+template <bool exact>
 void _SOAP_OutStream::put_escaped(const char* chars, std::size_t length) {
     for (;;) {
-        const std::size_t run = plain_run(chars, length);
+        const std::size_t run = plain_run<exact>(chars, length);
         if (run != 0) pieces.write(chars, run);
         if (run == length) return;
-        const std::string_view escape = escape_of(chars[run]);
+        const std::string_view escape = exact && chars[run] == '\r' ? kCarriageReturn : escape_of(chars[run]);
         pieces.write(escape.data(), escape.size());
         chars += run + 1;
         length -= run + 1;

@@ -147,6 +147,7 @@ private:
     CRefString operation_name_;
     CRefString operation_namespace_;
     bool rpc_encoding_ = false;
+    bool utf8_text_ = false;
     CHttpMessage* message = nullptr;
     vqSocket socket = kVqNoSocket;
 

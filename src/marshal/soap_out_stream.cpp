@@ -2,7 +2,9 @@
 #include "marshal/soap_out_stream.h"
 
 #include "http/http_message.h"
+#include "marshal/text_mode.h"
 #include "streams/socket_streams.h"
+#include "xml/utf8_text.h"
 
 _SOAP_OutStream::~_SOAP_OutStream() {
     drop_body();
@@ -26,6 +28,8 @@ int _SOAP_OutStream::open_body_over(std::unique_ptr<COutputStream> bottom) {
     writer.reset(message->OpenBodyWriter(bottom.get(), 1));
     if (!writer) return 0;
     bottom.release();
+    utf8_text_ = text_is_utf8();
+    text_refused_ = false;
     // Only where the whole body waits in memory for its length is the cutting into pieces not seen by anyone.
     const bool gather = message->GetOutgoingHeader("Transfer-Encoding") == nullptr &&
                         message->GetOutgoingHeader("Content-Length") == nullptr;
@@ -44,6 +48,7 @@ int _SOAP_OutStream::close_body() {
 bool _SOAP_OutStream::discard() {
     if (!writer) return true;
     if (!writer->discard()) return false;
+    text_refused_ = false;
     pieces.drop();
     return true;
 }
@@ -59,5 +64,6 @@ void _SOAP_OutStream::set_status(int code) {
 }
 
 int _SOAP_OutStream::put_string(const _Caldane_String& text) {
+    if (utf8_text_ && check_utf8(text.c_str(), text.length()).fault != TextFault::none) text_refused_ = true;
     return put_bytes(text.c_str(), text.length());
 }

@@ -59,6 +59,10 @@ public:
     /// with a gap it must not look whole. `discard` mends it.
     bool body_lost() const { return writer != nullptr && writer->status() != 0; }
 
+    /// True when a text of this body was not written because it is not UTF-8 made of characters of XML, which
+    /// counts where the property SOAP_UTF8_TEXT is set. `discard` mends it.
+    bool text_refused() const { return text_refused_; }
+
     /// True while a body writer exists.
     bool body_open() const { return writer != nullptr; }
 
@@ -112,12 +116,15 @@ private:
     _Caldane_Boolean marshal_union(const _Caldane_TxType& value);
     template <class Number>
     void put_number(Number value);
+    template <bool exact>
     void put_escaped(const char* chars, std::size_t length);
 
     CSecureChannel* channel = nullptr;
     bool rpc_encoding_ = false;
     CHttpMessage* message = nullptr;
     vqSocket socket = kVqNoSocket;
+    bool utf8_text_ = false;
+    bool text_refused_ = false;
     std::unique_ptr<COutputStream> writer;
     PieceBuffer pieces;
 };

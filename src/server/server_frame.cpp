@@ -8,6 +8,9 @@
 
 namespace {
 
+constexpr char kBadText[] =
+    "the reply holds text that is not UTF-8 made of characters of XML, as SOAP_UTF8_TEXT asks for";
+
 _Caldane_Boolean truth(bool value) {
     return value ? _Caldane_TRUE : _Caldane_FALSE;
 }
@@ -30,24 +33,30 @@ _Caldane_Boolean _SOAP_ServerFrame::marshal_reply(_SOA_Call& call, _Caldane_ArgL
     out_stream.open_body();
     out_stream.set_rpc_encoding(in_stream.rpc_encoding());
     _SOAP_ReplyWriter writer(call.oper(), call.ns_name(), &args, &call.info());
-    bool written = writer.write(out_stream) != 0 && !out_stream.body_lost();
+    bool written = writer.write(out_stream) != 0 && !out_stream.body_lost() && !out_stream.text_refused();
+    const bool bad_text = out_stream.text_refused();
     // Nothing has left yet, so that the client gets the fault alone. What cannot be taken back is not added
     // to.
     if (!written && out_stream.discard()) {
-        _Caldane_SystemException exception(_Caldane_SystemException::MARSHAL);
-        exception.completed(1);
-        exception._put_message(_Caldane_String("the reply could not be written"));
-        written = write_fault(out_stream, FAULT_CLIENT, &exception);
+        written = write_marshal_fault(bad_text ? kBadText : "the reply could not be written");
     }
     out_stream.close_body();
     return truth(written);
+}
+
+bool _SOAP_ServerFrame::write_marshal_fault(const char* message) {
+    _Caldane_SystemException exception(_Caldane_SystemException::MARSHAL);
+    exception.completed(1);
+    exception._put_message(_Caldane_String(message));
+    return write_fault(out_stream, FAULT_CLIENT, &exception);
 }
 
 _Caldane_Boolean _SOAP_ServerFrame::marshal_exception(_SOA_Call&, _Caldane_ExceptionBase& exception) {
     if (drain_limit > 0 && !request_read) request_read = in_stream.drained(drain_limit);
     out_stream.open_body();
     out_stream.set_rpc_encoding(in_stream.rpc_encoding());
-    const bool written = write_fault(out_stream, FAULT_SERVER, &exception);
+    bool written = write_fault(out_stream, FAULT_SERVER, &exception);
+    if (out_stream.text_refused() && out_stream.discard()) written = write_marshal_fault(kBadText);
     out_stream.close_body();
     return truth(written);
 }

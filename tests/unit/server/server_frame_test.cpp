@@ -201,4 +201,28 @@ TEST(ServerFrame, AnswersWholeOrWithOneFaultOrNotAtAllWhenMemoryEnds) {
     EXPECT_GT(faults, 0);
 }
 
+TEST(ServerFrame, AnswersWithAFaultWhereItsTextIsNone) {
+    SOA::getProperties().set("SOAP_UTF8_TEXT", "");
+    _Caldane_String text("\xFF");
+    for (const bool raises : {false, true}) {
+        Exchange exchange(kGood);
+        ASSERT_TRUE(exchange.open());
+        ASSERT_TRUE(exchange.frame.demarshal_args(exchange.call, exchange.args));
+        if (raises) {
+            _Caldane_SystemException exception(_Caldane_SystemException::UNKNOWN);
+            exception._put_message(text);
+            EXPECT_TRUE(exchange.frame.marshal_exception(exchange.call, exception));
+        } else {
+            _Caldane_Parameter parameters[] = {{"text", _Caldane_Parameter::OUT, _Caldane_AnyRef(text)}};
+            _Caldane_ArgList args(parameters, 1, exchange.result);
+            EXPECT_TRUE(exchange.frame.marshal_reply(exchange.call, args));
+        }
+        const std::string body = exchange.body();
+        EXPECT_EQ(body.find("<?xml"), body.rfind("<?xml")) << "a fault stands alone";
+        EXPECT_NE(body.find("<faultstring>the reply holds text that is not UTF-8"), std::string::npos)
+            << body;
+    }
+    SOA::getProperties().remove("SOAP_UTF8_TEXT");
+}
+
 }  // namespace
