@@ -12,9 +12,15 @@ from .options import Options
 
 def run(tree, arguments) -> None:
     # Only inside omniidl there are its classes; the launcher uses other parts of this package.
+    from .description import Description
     from .generator import Generator
+    options = Options.load()
     try:
-        Generator(tree, Options.load()).write()
+        generator = Generator(tree, options)
+        if options.description_path:
+            Description(tree, generator.namespaces).save(options.description_path)
+        else:
+            generator.write()
     except IdlError as error:
         for line in error.lines:
             print(line, file=sys.stderr)

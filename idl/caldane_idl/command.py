@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Command line, the runs of omniidl, and the results' way to their places."""
 import argparse
+import json
 import os
 import shlex
 import subprocess
@@ -8,6 +9,7 @@ import sys
 import tempfile
 
 from caldane_backend.options import VARIABLE, Options
+from caldane_backend.wsdl import ENCODED, LITERAL, Wsdl
 
 from . import messages, preprocess
 
@@ -47,6 +49,12 @@ def parse(arguments: list[str]) -> argparse.Namespace:
                         help='a folder to look for included files in')
     parser.add_argument('-D', dest='define', metavar='NAME[=VALUE]', action='append', default=[],
                         help='define a name for the preprocessor')
+    parser.add_argument('--wsdl', action='store_true',
+                        help='write FILE.encoded.wsdl and FILE.literal.wsdl in place of C++')
+    parser.add_argument('--address', metavar='URL', default='http://localhost:8080/',
+                        help='the service address in WSDL (default: %(default)s)')
+    parser.add_argument('--describe', action='store_true',
+                        help='print the types and interfaces as JSON in place of C++')
     parser.add_argument('--depend', metavar='FILE', help='write a Makefile rule that names all files read')
     return parser.parse_args(arguments)
 
@@ -77,9 +85,10 @@ class Compiler:
             raise Failure('\n'.join(messages.translate(run.stderr)))
         read = preprocess.read(run.stdout, path)
         name = os.path.splitext(os.path.basename(path))[0]
+        described = os.path.join(self.work, name + '.json') if self.options.describe or self.options.wsdl else ''
         made = Options(path, os.path.join(self.work, name + '.h'), os.path.join(self.work, name + '.cpp'), name + '.h',
                        [os.path.splitext(os.path.basename(included))[0] + '.h' for included in read.included],
-                       read.pragmas)
+                       read.pragmas, described)
         settings = os.path.join(self.work, 'options.json')
         made.save(settings)
         run = self.omniidl(path, '-p', BACKENDS, '-b', 'caldane_backend', environment={VARIABLE: settings})
@@ -88,9 +97,24 @@ class Compiler:
             raise Failure('\n'.join(told))
         for line in told:
             print(line, file=sys.stderr)
-        targets = [os.path.join(self.options.folder, name + ending) for ending in ('.h', '.cpp')]
-        self.results += list(zip((made.header_path, made.source_path), targets))
+        results = self.describe(name, described) if described else [made.header_path, made.source_path]
+        targets = [os.path.join(self.options.folder, os.path.basename(result)) for result in results]
+        self.results += list(zip(results, targets))
         self.rules.append(rule(targets, read.files))
+
+    def describe(self, name: str, described: str) -> list[str]:
+        """Prints the description, or makes WSDL of it; gives the paths of what was made."""
+        text = contents(described) or ''
+        if self.options.describe:
+            print(text)
+        if not self.options.wsdl:
+            return []
+        results = []
+        for style in (ENCODED, LITERAL):
+            results.append(os.path.join(self.work, f'{name}.{style}.wsdl'))
+            with open(results[-1], 'w', encoding='utf-8') as file:
+                file.write(Wsdl(json.loads(text), name, style, self.options.address).text())
+        return results
 
     @staticmethod
     def readable(path: str) -> None:
