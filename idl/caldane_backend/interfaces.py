@@ -153,11 +153,15 @@ class Stub(InterfaceItem):
         text = self.context.comments.take(self.decl)
         out.document(text or [f'A reference to an object of the interface {"::".join(self.scoped)}.'])
         bases = [f'public Caldane::Reference<{self.name}>']
-        bases += [f'public {self.base_name(base, "")}' for base in self.bases]
+        bases += [f'public virtual {self.base_name(base, "")}' for base in self.bases]
         out.wrapped(f'class {self.name} : ', bases, ' {')
         out.add('public:')
         out.depth += 1
         self.declared_types(out)
+        if self.bases:
+            # Without a move: the classes of a diamond would move their common base twice.
+            out.add(f'{self.name}() = default;', f'{self.name}(const {self.name}&) = default;',
+                    f'{self.name}& operator=(const {self.name}&) = default;', '')
         for operation in self.operations:
             self.document_operation(out, operation)
             head = f'{operation.result_type(self.types, self.inside)} {operation.name}('
@@ -272,12 +276,16 @@ class Skeleton(InterfaceItem):
         entries = all_operations(self.decl)
         if any(operation.parameters for _, operation in entries):
             out.add('using enum _Caldane_Parameter::Direction;')
-        out.wrapped('static const Caldane::OperationTable table(', [f'{self.name}::_interface()', '{'], '')
+        out.add('static const Caldane::OperationTable table(')
+        out.depth += 1
+        out.add(f'{self.name}::_interface(),', '{')
         out.depth += 1
         for interface, operation in entries:
             self.entry(out, interface, operation)
         out.depth -= 1
-        out.add('});', 'return table;')
+        out.add('});')
+        out.depth -= 1
+        out.add('return table;')
         out.depth -= 1
         out.add('}')
 

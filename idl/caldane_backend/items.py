@@ -3,7 +3,7 @@
 from omniidl import idltype
 
 from . import names
-from .layout import Lines, literal
+from .layout import WIDTH, Lines, literal
 from .types import Needs, Place, initialiser, is_boolean
 
 
@@ -200,12 +200,17 @@ class Struct(Item):
                  f'{member.name}(std::move({member.name}_))' for member in self.members]
         head = f'{explicit}{self.name}('
         line = f'{head}{", ".join(given)}) : {", ".join(taken)} {{}}'
-        if 4 * out.depth + len(line) <= 110:
+        if 4 * out.depth + len(line) <= WIDTH:
             out.add(line)
         else:
             out.wrapped(head, given, ')')
             out.depth += 1
-            out.wrapped(': ', taken, ' {}')
+            joined = ', '.join(taken)
+            if 4 * out.depth + len(joined) + 5 <= WIDTH:
+                out.add(f': {joined} {{}}')
+            else:
+                out.add(*((': ' if index == 0 else '  ') + part + (' {}' if index == len(taken) - 1 else ',')
+                          for index, part in enumerate(taken)))
             out.depth -= 1
         self.context.uses_move = self.context.uses_move or not plain
 

@@ -4,7 +4,7 @@ import re
 
 from caldane_backend.diagnostics import find, source_lines, word
 
-PLACED = re.compile(r'(.*?):(\d+):(?!\d+:)\s*(.*)$')
+PLACED = re.compile(r'([^:]*):(\d+):(?!\d+:)\s*(.*)$')
 QUOTED = re.compile(r"'([^']+)'")
 TOTAL = re.compile(r'omniidl: (\d+ (error|warning)|Warning: -nc option)')
 
