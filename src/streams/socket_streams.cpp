@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "secure/secure_channel.h"
+#include "streams/wire_trace.h"
 
 namespace {
 
@@ -27,6 +28,7 @@ int CSocketOutputStream::write(const char* data, int length) {
     const int count =
         channel != nullptr ? channel->write(data, length) : vqNetSend(socket, data, length, flags);
     if (count < length) has_failed = true;
+    if (count > 0 && wire_trace::on()) wire_trace::sent(socket, data, count);
     return count;
 }
 
@@ -41,6 +43,7 @@ int CSocketInputStream::read(char* buffer, int length) {
     int count = channel != nullptr ? channel->read(buffer, length) : vqNetRecv(socket, buffer, length, 0);
     if (count > 0) {
         received += count;
+        if (wire_trace::on()) wire_trace::received(socket, buffer, count);
         return count;
     }
     ended = true;

@@ -9,6 +9,7 @@
 #include "server/soap_server.h"
 #include "transport/broker.h"
 #include "transport/soap_transport_info.h"
+#include "transport/trace_stage.h"
 
 /// A program that refers to this symbol has the library linked and loaded.
 extern "C" __attribute__((visibility("default"))) std::int32_t _SOAP_Info_Loader;
@@ -21,5 +22,6 @@ namespace {
 [[maybe_unused]] const int factory_installed = Caldane::installCallback(soap_profile_factory_stage);
 [[maybe_unused]] const int usage_installed = Caldane::installCallback(soap_usage_stage);
 [[maybe_unused]] const int bindings_installed = Caldane::installCallback(soap_binding_stage);
+[[maybe_unused]] const int trace_installed = Caldane::installCallback(soap_trace_stage);
 
 }  // namespace
