@@ -13,6 +13,7 @@ namespace {
 /// Takes and gives what it is told to, and remembers what it was given.
 class ToldChannel final : public CSecureChannel {
 public:
+    ToldChannel() : CSecureChannel(kVqNoSocket, nullptr) {}
     int read(char* buffer, int length) override {
         ++reads;
         if (read_result > 0)
@@ -23,8 +24,6 @@ public:
         written.append(data, static_cast<std::size_t>(length));
         return write_result < 0 ? write_result : std::min(length, write_result);
     }
-    void closeClient() override {}
-    void closeServer() override {}
 
     int read_result = 0;
     int write_result = 1 << 20;
