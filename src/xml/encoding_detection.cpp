@@ -47,7 +47,7 @@ void CXmlPullParser::detectEncoding(CInputStream* stream) {
 
 void CXmlPullParser::scanDeclaration(CInputStream* stream) {
     // A declaration that does not fit the buffer is none that anybody writes: it stays UTF-8.
-    while (srcCount < srcCapacity) {
+    while (srcCount < CXmlByteReader::kBlockSize) {
         const int byte = stream->get();
         if (byte < 0) return;
         srcBuf[srcCount++] = static_cast<char>(byte);

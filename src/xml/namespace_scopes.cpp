@@ -23,6 +23,7 @@ int NamespaceScopes::slot_of(int depth) const {
 }
 
 void NamespaceScopes::begin(int depth) {
+    found_count = next_found = 0;
     const int slot = slot_of(depth);
     if (slot == depth_count || depths[slot] != depth) return;
     if (indexed) unindex_depth(depth, firsts[slot]);
@@ -45,6 +46,7 @@ int NamespaceScopes::take_record() {
 }
 
 bool NamespaceScopes::declare(int depth, const CRefString& prefix, const CRefString& uri) {
+    found_count = next_found = 0;
     const int record = take_record();
     if (record < 0 || !depths.reserve(depth_count + 1, 8) || !firsts.reserve(depth_count + 1, 8))
         return false;
@@ -106,20 +108,38 @@ const CRefString* NamespaceScopes::find_at(int first, const CRefString& prefix) 
     return nullptr;
 }
 
-CRefString NamespaceScopes::find(const CRefString& prefix, int depth) const {
+const CRefString& NamespaceScopes::find(const CRefString& prefix, int depth) {
+    const int deepest = depth_count == 0 ? 0 : depths[depth_count - 1];
+    depth = std::min(depth, deepest);
+    for (int i = 0; i < found_count; ++i) {
+        if (found[i].prefix.shares(prefix) && found[i].depth == depth) return found[i].uri;
+    }
+    Found& place = found[next_found];
+    next_found = (next_found + 1) % kFound;
+    found_count = std::max(found_count, next_found == 0 ? kFound : next_found);
+    place.prefix = prefix;
+    place.depth = depth;
+    place.uri = look_up(prefix, depth);
+    return place.uri;
+}
+
+const CRefString& NamespaceScopes::look_up(const CRefString& prefix, int depth) const {
+    static const CRefString kNone;
     if (indexed) {
         const auto entry = index.find(lower_case(prefix));
-        if (entry == index.end()) return {};
+        if (entry == index.end()) return kNone;
         const auto behind = entry->second.upper_bound(depth);
-        return behind == entry->second.begin() ? CRefString() : std::prev(behind)->second;
+        return behind == entry->second.begin() ? kNone : std::prev(behind)->second;
     }
     for (int slot = slot_of(depth + 1) - 1; slot >= 0; --slot) {
         if (const CRefString* uri = find_at(firsts[slot], prefix)) return *uri;
     }
-    return {};
+    return kNone;
 }
 
 void NamespaceScopes::clear() {
+    for (Found& place : found) place = Found();
+    found_count = next_found = 0;
     records.clear();
     firsts.clear();
     depths.clear();

@@ -23,7 +23,7 @@ public:
 
     /// The URI bound to `prefix` as seen from `depth`; empty if there is none. An empty prefix asks for the
     /// default namespace; one that was declared empty is passed over.
-    CRefString find(const CRefString& prefix, int depth) const;
+    const CRefString& find(const CRefString& prefix, int depth);
 
     void clear();
 
@@ -46,6 +46,20 @@ private:
     void index_depth(int depth, int first);
     void unindex_depth(int depth, int first);
     int take_record();
+
+    const CRefString& look_up(const CRefString& prefix, int depth) const;
+
+    /// What was found last. Where nothing is declared deeper, all depths see the same.
+    struct Found {
+        CRefString prefix;
+        CRefString uri;
+        int depth = -1;
+    };
+    static constexpr int kFound = 4;
+
+    Found found[kFound];
+    int found_count = 0;
+    int next_found = 0;
 
     GrowingArray<Declaration> records;
     int record_count = 0;

@@ -6,7 +6,6 @@
 
 namespace {
 
-constexpr int kFirstText = 256;
 constexpr int kFirstElements = 10;
 constexpr int kFirstAttributes = 6;
 constexpr char kNoMemory[] = "Memory allocation error";
@@ -24,12 +23,6 @@ CXmlPullParser::~CXmlPullParser() {
 void CXmlPullParser::setInput(CInputStream* stream) {
     alive = true;
     if (stream == nullptr) raise(-101, "No Underlying Input Stream");
-    textBuffer = static_cast<char*>(PEL_array_new(kFirstText));
-    srcBuf = static_cast<char*>(PEL_array_new(CXmlByteReader::kBlockSize));
-    reserve(textBuffer != nullptr && srcBuf != nullptr);
-    textCapacity = kFirstText;
-    srcCapacity = CXmlByteReader::kBlockSize;
-    src = srcBuf;
     reserve(elementStack.reserve(kFirstElements, kFirstElements));
     reserve(attributes.reserve(kFirstAttributes, kFirstAttributes));
     detectEncoding(stream);
@@ -73,9 +66,8 @@ void CXmlPullParser::close() noexcept {
     if (!alive) return;
     alive = false;
     reader.reset();
-    PEL_array_delete(srcBuf);
-    PEL_array_delete(textBuffer);
-    srcBuf = textBuffer = nullptr;
+    if (textBuffer != firstText) PEL_array_delete(textBuffer);
+    textBuffer = firstText;
     elementStack.clear();
     attributes.clear();
     attributeCount = -1;
@@ -115,7 +107,11 @@ CRefString CXmlPullParser::getAttributeValue(int index) {
 }
 
 CRefString CXmlPullParser::getNamespace(const CRefString& wanted) {
-    const auto constant = [this](CRefString& kept, std::string_view uri) {
+    return uri_of(wanted);
+}
+
+const CRefString& CXmlPullParser::uri_of(const CRefString& wanted) {
+    const auto constant = [this](CRefString& kept, std::string_view uri) -> const CRefString& {
         if (kept.length() == 0) kept = make_text(uri.data(), static_cast<int>(uri.size()));
         return kept;
     };

@@ -12,6 +12,7 @@
 #include "xml/character_classes.h"
 #include "xml/growing_array.h"
 #include "xml/multi_references.h"
+#include "xml/name_table.h"
 #include "xml/namespace_scopes.h"
 #include "xml/pull_parser_exception.h"
 
@@ -140,12 +141,22 @@ private:
         CRefString value;
         CRefString namespace_;
         CRefString prefix;
+        XmlName written;  ///< the name as it stands in the tag
+
+        void set(const XmlName& its_name, const CRefString& its_value) {
+            written = its_name;
+            name = its_name.raw;
+            value = its_value;
+            namespace_ = CRefString();
+            prefix = CRefString();
+        }
     };
     struct Element {
         CRefString namespace_;
         CRefString prefix;
         CRefString localName;
         CRefString rawName;
+        bool ascii = true;          ///< the raw name is
         int prefixed_ancestor = 0;  ///< depth of the nearest open element above with a prefix; 0 for none
     };
     struct Entity {
@@ -184,7 +195,8 @@ private:
     void push_utf8(int c);
     void push_run(const char* bytes, int length);
     CRefString getRange(int start);
-    CRefString readName();
+    const XmlName& readName();
+    const XmlName& name_of(const char* bytes, int length);
     CRefString intern(const char* bytes, int length);
     bool plain_ahead(int pos) const;
 
@@ -192,14 +204,24 @@ private:
     int peekType();
     void nextImpl();
     void parseEndTag();
+    void take_names_of_element();
+
+    // Events all of whose bytes are at hand: pull_parser_at_hand.cpp
+    enum class Hand { taken, unusual, cut };
+    bool event_at_hand();
+    bool more_at_hand();
+    Hand skip_blanks_at_hand();
+    Hand text_at_hand();
+    Hand tag_at_hand();
+    Hand attributes_at_hand(const char* at, const char* end);
+    Hand end_tag_at_hand();
 
     // Tags: pull_parser_tags.cpp
     void parseStartTag(bool isXmlDecl);
     bool read_tag_end(bool isXmlDecl, int c, bool& leave);
     void parseAttribute();
     CRefString read_value(int delimiter);
-    void store_attribute(const CRefString& attribute_name, const CRefString& value);
-    bool end_tag_at_hand();
+    void store_attribute(const XmlName& attribute_name, const CRefString& value);
     void check_duplicates();
     void open_element();
     void adjustNamespaces();
@@ -229,8 +251,11 @@ private:
     bool load_references();
     bool fetch_referenced();
 
-    static constexpr int kInternSlots = 128;
-    static constexpr int kLongestInterned = 128;
+    const CRefString& uri_of(const CRefString& wanted);
+
+    static constexpr int kFirstText = 256;
+    /// Room for what is left of a block in front of the next one.
+    static constexpr int kKept = 1536;
 
     int line = 1;
     int column = 0;
@@ -244,9 +269,8 @@ private:
     int encodingCode = XML_UTF_8;
     bool alive = false;
     std::unique_ptr<CXmlByteReader> reader;
-    char* srcBuf = nullptr;
-    const char* src = nullptr;  ///< what is being read: `srcBuf`, or text that a reference leads to
-    int srcCapacity = 0;
+    char srcBuf[kKept + CXmlByteReader::kBlockSize];
+    const char* src = srcBuf;  ///< what is being read: `srcBuf`, or text that a reference leads to
     int srcPos = 0;
     int srcCount = 0;
     int eventType = XML_START_DOCUMENT;
@@ -270,13 +294,15 @@ private:
     GrowingArray<Entity> entities;
     int entityCount = 0;
     GrowingArray<Element> elementStack;
-    char* textBuffer = nullptr;
-    int textCapacity = 0;
+    char firstText[kFirstText];
+    char* textBuffer = firstText;
+    int textCapacity = kFirstText;
     int textLength = 0;
     CRefString hrefTarget;
     bool hasHref = false;
     bool hasId = false;
     std::unique_ptr<MultiReferences> references;  ///< from the first `id` or `href` on
-    CRefString internTable[kInternSlots];
+    NameTable names;
+    XmlName tagName;              ///< of the tag that is being read
     CRefString xmlUri, xmlnsUri;  ///< of the prefixes that are always bound
 };

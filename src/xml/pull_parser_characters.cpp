@@ -86,7 +86,7 @@ void CXmlPullParser::push_run(const char* bytes, int length) {
         char* const larger = static_cast<char*>(PEL_array_new(static_cast<std::size_t>(grown)));
         reserve(larger != nullptr);
         std::memcpy(larger, textBuffer, static_cast<std::size_t>(textLength));
-        PEL_array_delete(textBuffer);
+        if (textBuffer != firstText) PEL_array_delete(textBuffer);
         textBuffer = larger;
         textCapacity = static_cast<int>(grown);
     }
@@ -105,15 +105,19 @@ CRefString CXmlPullParser::getRange(int start) {
 }
 
 CRefString CXmlPullParser::intern(const char* bytes, int length) {
-    const auto size = static_cast<std::size_t>(length);
-    if (length > kLongestInterned) return make_text(bytes, length);
-    CRefString& slot = internTable[folded_hash(bytes, size) % kInternSlots];
-    if (slot.length() != length || std::memcmp(slot.c_str(), bytes, size) != 0)
-        slot = make_text(bytes, length);
-    return slot;
+    CRefString made;
+    reserve(names.text(made, bytes, length));
+    return made;
 }
 
-CRefString CXmlPullParser::readName() {
+/// Valid until the next name is read.
+const XmlName& CXmlPullParser::name_of(const char* bytes, int length) {
+    const XmlName* const made = names.name(bytes, length);
+    reserve(made != nullptr);
+    return *made;
+}
+
+const XmlName& CXmlPullParser::readName() {
     if (!is_name_start(peekChar(0))) raise(-133, "Naming convention error");
     if (plain_ahead(0)) {
         // A name that lies within the buffer is taken from there.
@@ -124,12 +128,12 @@ CRefString CXmlPullParser::readName() {
             const int length = end - srcPos;
             pass(length);
             isWhitespace_ = false;
-            return intern(begin, length);
+            return name_of(begin, length);
         }
     }
     const int start = textLength;
     while (is_name(peekChar(0))) pushChar(readChar());
-    const CRefString read = intern(textBuffer + start, textLength - start);
+    const XmlName& read = name_of(textBuffer + start, textLength - start);
     textLength = start;
     return read;
 }

@@ -6,14 +6,6 @@
 #include "xml/name_order.h"
 #include "xml/pull_parser_inline.h"
 
-namespace {
-
-bool is_xmlns(std::string_view text) {
-    return is_word(text, "xmlns");
-}
-
-}  // namespace
-
 void CXmlPullParser::adjustNamespaces() {
     if (declare_namespaces()) {
         resolve_attribute_prefixes();
@@ -28,14 +20,12 @@ bool CXmlPullParser::declare_namespaces() {
     bool first = true;
     for (int i = 0; i < attributeCount; ++i) {
         const Attribute& attribute = attributes[i];
-        const int colon = attribute.name.find(':', 0);
-        const std::string_view raw = attribute.name.view();
-        if (colon < 0 ? !is_xmlns(raw) : !is_xmlns(raw.substr(0, static_cast<std::size_t>(colon)))) {
-            has_prefixed = has_prefixed || colon >= 0;
+        const bool has_colon = attribute.written.colon >= 0;
+        if (attribute.written.role != XmlName::Role::declaration) {
+            has_prefixed = has_prefixed || has_colon;
             continue;
         }
-        CRefString suffix;
-        if (colon >= 0) suffix = intern(raw.data() + colon + 1, attribute.name.length() - colon - 1);
+        const CRefString suffix = has_colon ? attribute.written.local : CRefString();
         if (suffix.length() != 0 && attribute.value.length() == 0) raise(-122, "Illegal Empty namespace");
         if (first) scopes.begin(depth);
         first = false;
@@ -47,14 +37,12 @@ bool CXmlPullParser::declare_namespaces() {
 void CXmlPullParser::resolve_attribute_prefixes() {
     for (int i = 0; i < attributeCount; ++i) {
         Attribute& attribute = attributes[i];
-        const CRefString raw = attribute.name;
-        const int colon = raw.find(':', 0);
-        if (colon == 0) raise(-134, "Attribute name should not start with ':'");
-        if (colon < 0) continue;
-        attribute.prefix = intern(raw.c_str(), colon);
-        attribute.namespace_ = getNamespace(attribute.prefix);
+        if (attribute.written.colon == 0) raise(-134, "Attribute name should not start with ':'");
+        if (attribute.written.colon < 0) continue;
+        attribute.prefix = attribute.written.prefix;
+        attribute.namespace_ = uri_of(attribute.prefix);
         if (attribute.namespace_.length() == 0) raise(-113, "Undefined namespace prefix");
-        attribute.name = intern(raw.c_str() + colon + 1, raw.length() - colon - 1);
+        attribute.name = attribute.written.local;
     }
 }
 
@@ -75,19 +63,17 @@ void CXmlPullParser::check_qualified_duplicates() {
 }
 
 void CXmlPullParser::adjustElementName() {
-    const CRefString raw = name;
-    const int colon = raw.find(':', 0);
-    if (colon == 0) raise(-132, "Name tag should not start with a ':'");
-    if (colon > 0) {
-        prefix = intern(raw.c_str(), colon);
-        name = intern(raw.c_str() + colon + 1, raw.length() - colon - 1);
+    if (tagName.colon == 0) raise(-132, "Name tag should not start with a ':'");
+    if (tagName.colon > 0) {
+        prefix = tagName.prefix;
+        name = tagName.local;
     }
-    namespace_ = getNamespace(prefix);
+    namespace_ = uri_of(prefix);
     if (namespace_.length() != 0) return;
     if (prefix.length() != 0) raise(-113, "Undefined namespace prefix");
     // Without a default namespace the nearest open element with a prefix lends its own. What its prefix meant
     // when it was read it means still, so one look-up is enough.
     const Element& parent = elementStack[depth - 1];
     const int ancestor = parent.prefix.length() == 0 ? parent.prefixed_ancestor : depth - 1;
-    if (ancestor > 0) namespace_ = getNamespace(elementStack[ancestor].prefix);
+    if (ancestor > 0) namespace_ = uri_of(elementStack[ancestor].prefix);
 }

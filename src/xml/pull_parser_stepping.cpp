@@ -3,7 +3,6 @@
 // The parser's steps: what the next token is, and how tokens become events.
 
 #include <algorithm>
-#include <cstring>
 
 #include "xml/pull_parser_inline.h"
 
@@ -55,36 +54,23 @@ void CXmlPullParser::nextImpl() {
 }
 
 void CXmlPullParser::parseEndTag() {
-    if (!end_tag_at_hand()) {
-        readChar();
-        readChar();
-        name = readName();
-        skipWhitespace();
-        readExpected('>');
-        if (depth == 0) raise(-121, "No Root Element. Must Contain atleast one root element");
-        if (!(name == elementStack[depth].rawName))
-            raise(-129, "Well Formedness Error. End Tag does not match start tag.");
-    }
+    readChar();
+    readChar();
+    name = readName().raw;
+    skipWhitespace();
+    readExpected('>');
+    if (depth == 0) raise(-121, "No Root Element. Must Contain atleast one root element");
+    if (!(name == elementStack[depth].rawName))
+        raise(-129, "Well Formedness Error. End Tag does not match start tag.");
+    take_names_of_element();
+}
+
+/// An end tag shows what its start tag showed.
+void CXmlPullParser::take_names_of_element() {
     const Element& element = elementStack[depth];
     namespace_ = element.namespace_;
     prefix = element.prefix;
     name = element.localName;
-}
-
-/// Takes the usual end tag: all of it in the buffer, written like the start tag, without a blank.
-bool CXmlPullParser::end_tag_at_hand() {
-    if (depth == 0 || peekCount != 0 || !plainBytes) return false;
-    const CRefString& expected = elementStack[depth].rawName;
-    const int length = expected.length();
-    if (srcCount - srcPos < length + 3) return false;
-    const char* const at = src + srcPos + 2;
-    if (at[length] != '>' || std::memcmp(at, expected.c_str(), static_cast<std::size_t>(length)) != 0)
-        return false;
-    for (int i = 0; i < length; ++i) {
-        if (!is_ascii_name(at[i])) return false;
-    }
-    pass(length + 3);
-    return true;
 }
 
 int CXmlPullParser::next() {
@@ -95,6 +81,7 @@ int CXmlPullParser::next() {
     textLength = 0;
     isWhitespace_ = true;
     tokenMode = false;
+    if (event_at_hand()) return eventType;
     int minType = 9999;
     do {
         nextImpl();

@@ -12,7 +12,8 @@ void CXmlPullParser::parseStartTag(bool isXmlDecl) {
     hasHref = hasId = false;
     hrefTarget = namespace_ = prefix = CRefString();
     if (!isXmlDecl) readChar();
-    name = readName();
+    tagName = readName();
+    name = tagName.raw;
     attributeCount = 0;
     for (;;) {
         skipWhitespace();
@@ -58,16 +59,16 @@ bool CXmlPullParser::read_tag_end(bool isXmlDecl, int c, bool& leave) {
 }
 
 void CXmlPullParser::parseAttribute() {
-    const CRefString attribute_name = readName();
+    const XmlName attribute_name = readName();
     skipWhitespace();
     readExpected('=');
     skipWhitespace();
     const int delimiter = readChar();
     if (delimiter != '\'' && delimiter != '"') raise(-130, "Attribute name should  be encolsed in quotes");
-    if (is_word(attribute_name.view(), "href")) {
+    if (attribute_name.role == XmlName::Role::href) {
         if (hrefTarget.length() != 0) raise(-131, "Duplicate attribute defined");
         hasHref = true;
-    } else if (is_word(attribute_name.view(), "id")) {
+    } else if (attribute_name.role == XmlName::Role::id) {
         hasId = true;
     }
     const CRefString value = read_value(delimiter);
@@ -104,13 +105,9 @@ CRefString CXmlPullParser::read_value(int delimiter) {
     return value;
 }
 
-void CXmlPullParser::store_attribute(const CRefString& attribute_name, const CRefString& value) {
+void CXmlPullParser::store_attribute(const XmlName& attribute_name, const CRefString& value) {
     reserve(attributes.reserve(attributeCount + 1, 6), "Memory Allocation Error");
-    Attribute& attribute = attributes[attributeCount];
-    attribute.name = attribute_name;
-    attribute.value = value;
-    attribute.namespace_ = CRefString();
-    attribute.prefix = CRefString();
+    attributes[attributeCount].set(attribute_name, value);
     if (hasId) {
         captureId(value);
         hasId = false;
@@ -132,6 +129,7 @@ void CXmlPullParser::open_element() {
     reserve(elementStack.reserve(depth + 1, 10));
     Element& element = elementStack[depth];
     element.rawName = name;
+    element.ascii = tagName.ascii;
     if (processNamespaces) {
         adjustNamespaces();
     } else {

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <new>
+
+#include "streams/ref_string.h"
+
+/// A name of a document as it is written, and what the parser wants to know of it again and again.
+struct XmlName {
+    enum class Role : unsigned char {
+        other,
+        declaration,  ///< `xmlns`, or anything with the prefix `xmlns`
+        href,
+        id,
+    };
+
+    CRefString raw;
+    CRefString prefix;  ///< what stands before the first colon
+    CRefString local;   ///< what stands behind it; the whole name without one
+    int colon = -1;     ///< where it stands
+    Role role = Role::other;
+    bool ascii = true;
+};
+
+/// The names and short texts that a document uses again and again, each made once. A fixed number of places:
+/// a text that meets another one in its place takes it over, so that no document makes the table grow.
+class NameTable {
+public:
+    NameTable() = default;
+    ~NameTable();
+    NameTable(const NameTable&) = delete;
+    NameTable& operator=(const NameTable&) = delete;
+
+    /// The name of these bytes, of which there is one at least; valid until the next call. Null when memory
+    /// ends.
+    const XmlName* name(const char* bytes, int length);
+
+    /// A text of these bytes, the one that was given before where it is still there; false when memory ends.
+    [[nodiscard]] bool text(CRefString& out, const char* bytes, int length);
+
+private:
+    static constexpr int kPlaces = 64;
+    static constexpr int kLongest = 128;  ///< what is longer is made anew each time
+
+    bool make(XmlName& made, const char* bytes, int length);
+
+    std::uint64_t used = 0;  ///< the places in which names were made
+    alignas(XmlName) unsigned char places[kPlaces][sizeof(XmlName)];
+    CRefString texts[kPlaces];
+    XmlName unplaced;
+};

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+
+// Events in their usual form, all of whose bytes are in the input buffer: they are taken as they stand. What
+// is in any way unusual, errors included, is left untouched for the steps that go character by character.
+
+#include <cstring>
+
+#include "xml/plain_run.h"
+#include "xml/pull_parser_inline.h"
+
+namespace {
+
+constexpr bool is_quote(char c) {
+    return c == '"' || c == '\'';
+}
+
+const char* name_end(const char* at) {
+    while (is_ascii_name(*at)) ++at;
+    return at;
+}
+
+}  // namespace
+
+/// Takes the next event if it is at hand. Blanks that no event tells of may be gone in any case.
+bool CXmlPullParser::event_at_hand() {
+    if (peekCount != 0 || !plainBytes || emptyElement || reader == nullptr) return false;
+    for (;;) {
+        Hand hand = skip_blanks_at_hand();
+        if (hand == Hand::taken) {
+            const char* const at = src + srcPos;
+            if (*at != '<') {
+                hand = text_at_hand();
+            } else if (at[1] == '/') {
+                hand = end_tag_at_hand();
+            } else {
+                hand = tag_at_hand();
+            }
+        }
+        if (hand == Hand::taken) return true;
+        if (hand == Hand::unusual || !more_at_hand()) return false;
+    }
+}
+
+/// Puts the next block behind what is left of this one; false if that is much already, or no more comes.
+bool CXmlPullParser::more_at_hand() {
+    const int left = srcCount - srcPos;
+    if (references != nullptr || left < 0 || left > kKept) return false;
+    if (left > 0) std::memmove(srcBuf, srcBuf + srcPos, static_cast<std::size_t>(left));
+    const int count = reader->readBlock(srcBuf + left, CXmlByteReader::kBlockSize);
+    src = srcBuf;
+    srcPos = 0;
+    srcCount = left + (count > 0 ? count : 0);
+    return count > 0;
+}
+
+/// Steps over ignorable white space: such as stands in front of a tag, unless it is all of an element's
+/// content. Taken, at the end of it, if two bytes at least are at hand there.
+CXmlPullParser::Hand CXmlPullParser::skip_blanks_at_hand() {
+    int at = srcPos;
+    int lines = 0;
+    int line_begin = srcPos - column;  // where column 0 would be
+    bool behind_return = wasCR;
+    for (; at < srcCount && is_white(src[at]); ++at) {
+        const char c = src[at];
+        if (c == '\n' && behind_return) {
+            ++line_begin;
+        } else if (c == '\n' || c == '\r') {
+            ++lines;
+            line_begin = at;
+        }
+        behind_return = c == '\r';
+    }
+    if (at + 1 >= srcCount) return Hand::cut;
+    if (at == srcPos) {
+        return Hand::taken;
+    }
+    if (src[at] != '<' || src[at + 1] == '!' || src[at + 1] == '?') return Hand::unusual;
+    if (wasStartTag && src[at + 1] == '/') return Hand::taken;
+    line += lines;
+    column = at - line_begin;
+    wasCR = behind_return;
+    srcPos = at;
+    return Hand::taken;
+}
+
+/// Text up to a tag.
+CXmlPullParser::Hand CXmlPullParser::text_at_hand() {
+    const char* const begin = src + srcPos;
+    const int room = srcCount - srcPos;
+    const int length = run_length(begin, room, stop_class(false));
+    if (length + 1 >= room) return length > CXmlByteReader::kBlockSize ? Hand::unusual : Hand::cut;
+    const char stop = begin[length + 1];
+    if (length == 0 || begin[length] != '<' || stop == '!' || stop == '?') return Hand::unusual;
+    text = make_text(begin, length);
+    if (eventType == XML_END_TAG) --depth;
+    attributeCount = -1;
+    eventType = TEXT;
+    for (int i = 0; isWhitespace_ && i < length; ++i) isWhitespace_ = is_white(begin[i]);
+    pass_text(length);
+    return Hand::taken;
+}
+
+/// An end tag that is written like its start tag, without a blank.
+CXmlPullParser::Hand CXmlPullParser::end_tag_at_hand() {
+    const int open = eventType == XML_END_TAG ? depth - 1 : depth;
+    if (open < 1) return Hand::unusual;
+    const Element& element = elementStack[open];
+    const int length = element.rawName.length();
+    if (!element.ascii || length > CXmlByteReader::kBlockSize) return Hand::unusual;
+    if (srcCount - srcPos < length + 3) return Hand::cut;
+    const char* const at = src + srcPos + 2;
+    if (at[length] != '>' || std::memcmp(at, element.rawName.c_str(), static_cast<std::size_t>(length)) != 0)
+        return Hand::unusual;
+    depth = open;
+    attributeCount = -1;
+    eventType = XML_END_TAG;
+    wasStartTag = false;
+    pass(length + 3);
+    take_names_of_element();
+    return Hand::taken;
+}
+
+/// A start tag of ASCII names, with no blanks but spaces between attributes, and without references.
+CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
+    const char* const begin = src + srcPos;
+    const auto* const end =
+        static_cast<const char*>(std::memchr(begin, '>', static_cast<std::size_t>(srcCount - srcPos)));
+    if (end == nullptr) return Hand::cut;
+    if (!is_name_start(begin[1])) return Hand::unusual;
+    const char* const behind_name = name_end(begin + 1);
+    if (behind_name != end && *behind_name != ' ' && *behind_name != '/') return Hand::unusual;
+    attributeCount = 0;
+    if (const Hand hand = attributes_at_hand(behind_name, end); hand != Hand::taken) return hand;
+    if (eventType == XML_END_TAG) --depth;
+    eventType = START_TAG;
+    emptyElement = end[-1] == '/';
+    hasHref = hasId = false;
+    hrefTarget = namespace_ = prefix = CRefString();
+    tagName = name_of(begin + 1, static_cast<int>(behind_name - begin - 1));
+    name = tagName.raw;
+    pass_text(static_cast<int>(end - begin) + 1);
+    check_duplicates();
+    open_element();
+    wasStartTag = true;
+    return Hand::taken;
+}
+
+/// The attributes between a tag's name and its `>`, which nothing else can be in front of.
+CXmlPullParser::Hand CXmlPullParser::attributes_at_hand(const char* at, const char* end) {
+    const auto stop = stop_class(true);
+    for (;;) {
+        while (*at == ' ') ++at;
+        if (at == end || (*at == '/' && at + 1 == end)) return Hand::taken;
+        if (!is_name_start(*at)) return Hand::unusual;
+        const char* const equals = name_end(at);
+        if (*equals != '=' || !is_quote(equals[1])) return Hand::unusual;
+        const char* const value = equals + 2;
+        const char* closing = value;
+        while (!is_class(*closing, stop)) ++closing;
+        if (*closing != equals[1] || (closing[1] != ' ' && closing[1] != '/' && closing[1] != '>'))
+            return Hand::unusual;
+        const XmlName& attribute_name = name_of(at, static_cast<int>(equals - at));
+        if (attribute_name.role == XmlName::Role::href || attribute_name.role == XmlName::Role::id)
+            return Hand::unusual;
+        reserve(attributes.reserve(attributeCount + 1, 6), "Memory Allocation Error");
+        Attribute& attribute = attributes[attributeCount++];
+        attribute.set(attribute_name, intern(value, static_cast<int>(closing - value)));
+        at = closing + 1;
+    }
+}
