@@ -41,7 +41,7 @@ struct ArrayDelete {
 
 }  // namespace
 
-bool ClientConnection::connect(const _Caldane_String& address) {
+bool ClientConnection::connect(const _Caldane_String& address, bool secure) {
     if (connected) return true;
     error_.clear();
     const std::unique_ptr<char, ArrayDelete> text(static_cast<char*>(PEL_array_new(address.length() + 1)));
@@ -62,7 +62,7 @@ bool ClientConnection::connect(const _Caldane_String& address) {
         SOA::socketResource().release();
         return false;
     }
-    if (!connect_socket(host, port)) {
+    if (!connect_socket(host, port) || (secure && !start_tls())) {
         vqNetClose(&socket);
         SOA::socketResource().release();
         return false;
@@ -77,6 +77,8 @@ bool ClientConnection::connect(const _Caldane_String& address) {
 }
 
 bool ClientConnection::connect_socket(const char* host, std::uint16_t port) {
+    host_text = host;
+    canonical_name.clear();
     vqAddress address;
     address.port = network_order(port);
     address.address = vqInet_addr(host);
@@ -86,15 +88,31 @@ bool ClientConnection::connect_socket(const char* host, std::uint16_t port) {
         if (vqNetIPGetHostByName(host, &found, &record, kHostRecordSize) != VQOK)
             return fail("the host's name is not known: ", vqNetErrorText());
         address.address = *found->addresses[0];
+        canonical_name = found->name;
     }
     socket_is_timed = false;
     if (!arm_time()) return false;
     return vqNetConnect(socket, &address, sizeof address) == VQOK || fail("", vqNetErrorText());
 }
 
+bool ClientConnection::start_tls() {
+    double left = 0;
+    if (deadline_ != Clock::time_point::max()) {
+        left = std::chrono::duration<double>(deadline_ - Clock::now()).count();
+        if (left <= 0) return fail("", "time is up");
+    }
+    std::string reason;
+    channel.reset(set_up_tls(socket, host_text.c_str(),
+                             canonical_name.empty() ? nullptr : canonical_name.c_str(), left, reason));
+    if (!channel) return fail("", reason.c_str());
+    // The handshake had a limit of its own; from here on that of the call counts.
+    vqNetSetTimeout(socket, left);
+    socket_is_timed = left > 0;
+    return true;
+}
+
 void ClientConnection::close() {
     if (!connected) return;
-    if (channel) channel->closeClient();
     channel.reset();
     vqNetClose(&socket);
     SOA::socketResource().release();

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "client/secure_setup.h"
 #include "secure/secure_channel.h"
 #include "streams/stream.h"
 #include "transport/broker.h"
@@ -23,16 +24,18 @@ public:
     ClientConnection(const ClientConnection&) = delete;
     ClientConnection& operator=(const ClientConnection&) = delete;
 
-    /// One attempt at `address` (host:port, port 80 where it has none). On failure all is undone and `error`
-    /// tells why.
-    [[nodiscard]] bool connect(const _Caldane_String& address);
+    /// One attempt at `address` (host:port, port 80 where it has none), with TLS on it if `secure`. On
+    /// failure all is undone and `error` tells why.
+    [[nodiscard]] bool connect(const _Caldane_String& address, bool secure = false);
     void close();
 
     bool is_connected() const { return connected; }
     vqSocket handle() const { return socket; }
     CSecureChannel* secure_channel() const { return channel.get(); }
     /// What a receive would meet now; never blocks.
-    vqNetState look() const { return vqNetPeek(socket); }
+    vqNetState look() const {
+        return channel && channel->hasUnread() ? vqNetState::readable : vqNetPeek(socket);
+    }
 
     /// No send and no receive goes on beyond `when`; `Clock::time_point::max()` is no limit.
     void set_deadline(Clock::time_point when);
@@ -71,10 +74,13 @@ private:
     enum class End { open, orderly, broken };
 
     bool connect_socket(const char* host, std::uint16_t port);
+    bool start_tls();
     bool fail(const char* what, const char* reason);
     bool arm_time();
 
-    std::unique_ptr<CSecureChannel> channel;
+    std::string host_text;       // what was connected to
+    std::string canonical_name;  // "" where the host was a dotted address
+    std::unique_ptr<CSecureChannel, EndClientChannel> channel;
     vqSocket socket = kVqNoSocket;
     bool connected = false;
 

@@ -50,12 +50,8 @@ _Caldane_String _SOAP_Transport_Client::quoted_action(const _Caldane_String& ope
 
 int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _Caldane_String& action,
                                             bool secure) {
-    if (secure) {
-        diagnosis = "secure connections are not available in this build";
-        return 0;
-    }
     const char* const proxy = SOA::getProperties().get("proxy");
-    if (!connect_repeatedly(proxy != nullptr ? _Caldane_String(proxy) : endpoint)) return 0;
+    if (!connect_repeatedly(proxy != nullptr ? _Caldane_String(proxy) : endpoint, secure)) return 0;
     out_stream.attach(message.get(), connection.handle(), connection.secure_channel());
     in_stream.attach(message.get(), connection.handle(), connection.secure_channel());
     message->SetPath(path.c_str());
@@ -67,9 +63,9 @@ int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _
     return 1;
 }
 
-int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address) {
+int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address, bool secure) {
     for (int attempt = 1;; ++attempt) {
-        if (connect(address)) return 1;
+        if (connect(address, secure)) return 1;
         if (connection.time_is_up()) {
             describe_time();
             diagnosis += " without a connection to ";
@@ -93,8 +89,8 @@ int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address) {
 }
 
 /// One attempt if there is no connection yet; in any case a new message.
-int _SOAP_Transport_Client::connect(const _Caldane_String& address) {
-    if (!connection.connect(address)) return 0;
+int _SOAP_Transport_Client::connect(const _Caldane_String& address, bool secure) {
+    if (!connection.connect(address, secure)) return 0;
     message.reset(new CHttpMessage(HTTP_CLIENT_SIDE));
     if (!message) {
         connection.close();

@@ -49,8 +49,8 @@ private:
     const char* own_property(const _Caldane_String& oper, const char* suffix);
     _Caldane_String quoted_action(const _Caldane_String& oper);
     int prepare_request(const _Caldane_String& path, const _Caldane_String& action, bool secure);
-    int connect_repeatedly(const _Caldane_String& address);
-    int connect(const _Caldane_String& address);
+    int connect_repeatedly(const _Caldane_String& address, bool secure);
+    int connect(const _Caldane_String& address, bool secure);
 
     bool read_response(_Caldane_ArgList& args);
     bool read_values(_Caldane_ArgList& args);

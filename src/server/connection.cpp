@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "secure/secure_channel.h"
+#include "secure/sspi_credentials.h"
 #include "transport/broker.h"
 
 std::int32_t idle_clock() {
@@ -30,6 +31,10 @@ void _SOAP_Connection::stop_tls() {
     channel = nullptr;
 }
 
+bool _SOAP_Connection::has_unread() const {
+    return channel != nullptr && channel->hasUnread();
+}
+
 void _SOAP_Connection::close() {
     stop_tls();
     vqNetClose(&socket);
@@ -43,6 +48,7 @@ _SOAP_ConnectionList::_SOAP_ConnectionList() {
 
 _SOAP_ConnectionList::~_SOAP_ConnectionList() {
     while (_SOAP_Connection* const left = close_next()) delete left;
+    destroyCredentials(credentials);
     PEL_array_delete(slots);
     if (handle_ != nullptr) vqHandleDestroy(handle_);
 }

@@ -12,6 +12,7 @@
 #include "server/wait_turn.h"
 
 class CSecureChannel;
+class CSspiCredentials;
 class _SOAP_ConnectionList;
 
 /// One accepted connection: idle in the list, or owned by exactly one task.
@@ -22,6 +23,8 @@ struct _SOAP_Connection {
 
     /// Ends the encrypted session, if there is one.
     void stop_tls();
+    /// True if bytes of the next request have been received that the socket does not show any more.
+    bool has_unread() const;
     /// Closes the socket and gives its unit back; the record itself stays. Not while a list has it.
     void close();
 
@@ -91,6 +94,9 @@ public:
     /// Waits until no task is left, at most `seconds`; true if that came.
     bool await_tasks(double seconds);
 
+    /// Takes over the credentials of the connections' sessions, which it destroys when it goes itself.
+    void keep_credentials(CSspiCredentials* of_sessions) { credentials = of_sessions; }
+
     /// Whose turn it is to wait on the handle.
     WaitTurn& turn() { return turn_; }
 
@@ -112,6 +118,7 @@ private:
     PEL_Mutex mutex_;
     WaitTurn turn_;
     vqHandle handle_ = nullptr;
+    CSspiCredentials* credentials = nullptr;
     Slot* slots = nullptr;  ///< by socket number
     int slot_count = 0;
     int idle = 0;

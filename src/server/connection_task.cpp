@@ -194,10 +194,17 @@ void drop_unread(const _SOAP_Connection& connection) {
 
 /// One request; afterwards the connection is back in its list or gone.
 void serve_one(_SOAP_Connection* connection) {
-    const After after = RequestTask(*connection).run();
+    After after = RequestTask(*connection).run();
+    while (after == After::keep && connection->has_unread()) {
+        connection->list->read_begins(connection);
+        after = RequestTask(*connection).run();
+    }
     connection->last_used = idle_clock();
     if (after == After::keep && connection->list->append(connection)) return;
-    if (after == After::close_unread) drop_unread(*connection);
+    if (after == After::close_unread) {
+        connection->stop_tls();
+        drop_unread(*connection);
+    }
     connection->close();
     delete connection;
 }

@@ -116,10 +116,14 @@ bool _SOAP_Transport_Server::accept_one(const _SOAP_Listener& listener) {
         SOA::socketResource().release();
         return true;
     }
-    // A secure listener has no credentials here, and its connections cannot be served.
-    if (listener.secure != 0 || !core->append(connection)) {
+    const bool stands = listener.secure == 0 || start_tls(*connection);
+    // Its first request may have come with the end of the handshake: nothing would show at the socket then.
+    const bool asks_already = stands && connection->has_unread();
+    if (!stands || !core->append(connection)) {
         connection->close();
         delete connection;
+    } else if (asks_already && core->task_begins(accepted) != nullptr) {
+        Dispatcher::new_task(&serve_connection, connection);
     }
     return true;
 }

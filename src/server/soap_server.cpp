@@ -10,7 +10,11 @@
 
 #include <caldane/servant.h>
 
+#include <algorithm>
+#include <cmath>
+
 #include "addressing/profile_tags.h"
+#include "addressing/secure_options.h"
 #include "addressing/soap_profile.h"
 #include "server/connection.h"
 
@@ -31,6 +35,14 @@ _Caldane_String own_host_name() {
     return _Caldane_String(found ? entry->name : name, -1, Caldane::OWNERSHIP_COPY);
 }
 
+/// A peer that says nothing is kept from the thread that accepts, for as long as a handshake may take.
+void defer_silent_peers(vqSocket listener) {
+    constexpr double kLongest = 600;
+    const double seconds = SecureOptions::current().handshake_seconds;
+    const double wait = seconds > 0 ? std::min(std::ceil(seconds), kLongest) : kLongest;
+    static_cast<void>(vqNetDeferAccept(listener, static_cast<int>(wait)));
+}
+
 }  // namespace
 
 _SOAP_Transport_Server::_SOAP_Transport_Server()
@@ -41,6 +53,7 @@ _SOAP_Transport_Server::_SOAP_Transport_Server()
 
 _SOAP_Transport_Server::~_SOAP_Transport_Server() {
     server_running = 0;
+    cut_handshake();
     if (!run_entered.exchange(true)) close_all();
     if (core == nullptr) return;
     if (core->usable()) vqUnblock(core->handle(), 1);
@@ -66,7 +79,9 @@ void _SOAP_Transport_Server::shutdown() {
 }
 
 void _SOAP_Transport_Server::release_security(const _Caldane_String&, const _Caldane_String&) {
-    // Credentials are made with the first secure listener; in the clear there are none.
+    // Sessions that still stand need the credentials to end: the list of connections has them, until it goes.
+    const PEL_Lock lock(listeners_mutex);
+    ssl_context = nullptr;
 }
 
 std::int32_t _SOAP_Transport_Server::add_endpoint(const _Caldane_String& target_key,
@@ -102,6 +117,7 @@ int _SOAP_Transport_Server::open_listener(const char* address, _Caldane_Boolean 
     }
     if (!SOA::socketResource().acquire()) return -1;
     int result = vqNetSocket(&listener.socket, 2, 1, 0) == VQOK ? 0 : -2;
+    if (result == 0 && secure != 0) defer_silent_peers(listener.socket);
     if (result == 0) result = bind_listener(listener.socket, listener.port);
     if (result == 0) result = keep_listener(listener);
     if (result != 0) {
@@ -151,6 +167,7 @@ void _SOAP_Transport_Server::add_profiles(_Caldane_ImplBase& implementation, con
     const _Caldane_Boolean secure = implementation.getSecurity() ? _Caldane_TRUE : _Caldane_FALSE;
     const _Caldane_String host =
         secure != 0 ? host_name : _Caldane_String(vqInet_ntoa(htonl(host_id)), -1, Caldane::OWNERSHIP_COPY);
+    if (secure != 0) make_credentials();
     const std::uint16_t port = port_for(secure);
     const _Caldane_ULong tags[] = {secure != 0 ? TAG_INTERNET_SOAPS_DOC : TAG_INTERNET_SOAP_DOC,
                                    secure != 0 ? TAG_INTERNET_SOAPS_RPC : TAG_INTERNET_SOAP_RPC};

@@ -11,6 +11,8 @@
 #include "server/endpoint_table.h"
 #include "transport/broker.h"
 
+class CSspiCredentials;
+struct _SOAP_Connection;
 class _SOAP_ConnectionList;
 
 /// A socket that listens.
@@ -69,6 +71,10 @@ private:
     bool serve_ready();
     bool accept_from(vqSocket socket);
     bool accept_one(const _SOAP_Listener& listener);
+    void make_credentials();
+    bool start_tls(_SOAP_Connection& connection);
+    CSspiCredentials* enter_handshake(vqSocket socket);
+    void cut_handshake();
     void close_all();
 
     static std::atomic<std::int32_t> server_running;
@@ -83,5 +89,6 @@ private:
     /// The same until `run` has ended, then null.
     std::atomic<_SOAP_ConnectionList*> connections;
     std::atomic<bool> run_entered = false;
-    bool watching = false;  ///< the listeners are in the set
+    bool watching = false;                ///< the listeners are in the set
+    vqSocket in_handshake = kVqNoSocket;  ///< under the mutex of the listeners, as `ssl_context` is
 };
