@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+/// The program's exit codes.
+enum ExitCode { kDone = 0, kDescriptionFailed = 1, kSystemException = 2, kUserException = 3, kUsage = 64 };
+
+/// Ends the program with one line for the user.
+class Failure : public std::runtime_error {
+public:
+    Failure(ExitCode exit_code, const std::string& line) : std::runtime_error(line), code(exit_code) {}
+    const ExitCode code;
+};
+
+[[noreturn]] inline void wrong_usage(const std::string& line) {
+    throw Failure(kUsage, line);
+}
