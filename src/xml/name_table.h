@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <pelthread/memory.h>
+
 #include <cstdint>
+#include <memory>
 #include <new>
 
 #include "streams/ref_string.h"
@@ -27,10 +30,17 @@ struct XmlName {
 /// a text that meets another one in its place takes it over, so that no document makes the table grow.
 class NameTable {
 public:
+    PEL_HEAP_OBJECT
+
     NameTable() = default;
     ~NameTable();
     NameTable(const NameTable&) = delete;
     NameTable& operator=(const NameTable&) = delete;
+
+    /// A table for one parser. One that was given back on this thread comes with what it holds, since the
+    /// next document says much the same. Null when memory ends.
+    static std::unique_ptr<NameTable> take();
+    static void give_back(std::unique_ptr<NameTable> table);
 
     /// The name of these bytes, of which there is one at least; valid until the next call. Null when memory
     /// ends.

@@ -23,6 +23,7 @@ int NamespaceScopes::slot_of(int depth) const {
 }
 
 void NamespaceScopes::begin(int depth) {
+    ++version_;
     found_count = next_found = 0;
     const int slot = slot_of(depth);
     if (slot == depth_count || depths[slot] != depth) return;
@@ -46,6 +47,7 @@ int NamespaceScopes::take_record() {
 }
 
 bool NamespaceScopes::declare(int depth, const CRefString& prefix, const CRefString& uri) {
+    ++version_;
     found_count = next_found = 0;
     const int record = take_record();
     if (record < 0 || !depths.reserve(depth_count + 1, 8) || !firsts.reserve(depth_count + 1, 8))

@@ -25,6 +25,9 @@ public:
     /// default namespace; one that was declared empty is passed over.
     const CRefString& find(const CRefString& prefix, int depth);
 
+    /// Changes with each declaration.
+    unsigned version() const { return version_; }
+
     void clear();
 
 private:
@@ -58,6 +61,7 @@ private:
     static constexpr int kFound = 4;
 
     Found found[kFound];
+    unsigned version_ = 0;
     int found_count = 0;
     int next_found = 0;
 

@@ -23,6 +23,8 @@ CXmlPullParser::~CXmlPullParser() {
 void CXmlPullParser::setInput(CInputStream* stream) {
     alive = true;
     if (stream == nullptr) raise(-101, "No Underlying Input Stream");
+    names = NameTable::take();
+    reserve(names != nullptr);
     reserve(elementStack.reserve(kFirstElements, kFirstElements));
     reserve(attributes.reserve(kFirstAttributes, kFirstAttributes));
     detectEncoding(stream);
@@ -73,6 +75,8 @@ void CXmlPullParser::close() noexcept {
     attributeCount = -1;
     references.reset();
     scopes.clear();
+    repeated.clear();
+    if (names) NameTable::give_back(std::move(names));
     entities.clear();
 }
 
@@ -82,20 +86,20 @@ void CXmlPullParser::defineEntityReplacementText(const CRefString& key, const CR
 }
 
 CRefString CXmlPullParser::getAttributeName(int index) {
-    return index >= 0 && index < attributeCount ? attributes[index].name : CRefString();
+    return index >= 0 && index < attributeCount ? shown[index].name : CRefString();
 }
 
 CRefString CXmlPullParser::getAttributeNamespace(int index) {
-    return index >= 0 && index < attributeCount ? attributes[index].namespace_ : CRefString();
+    return index >= 0 && index < attributeCount ? shown[index].namespace_ : CRefString();
 }
 
 CRefString CXmlPullParser::getAttributePrefix(int index) {
-    return index >= 0 && index < attributeCount ? attributes[index].prefix : CRefString();
+    return index >= 0 && index < attributeCount ? shown[index].prefix : CRefString();
 }
 
 CRefString CXmlPullParser::getAttributeValue(const CRefString& namespaceUri, const CRefString& wanted) {
     for (int i = 0; i < attributeCount; ++i) {
-        const Attribute& attribute = attributes[i];
+        const XmlAttribute& attribute = shown[i];
         if (!(attribute.name == wanted)) continue;
         if (namespaceUri.length() == 0 || attribute.namespace_ == namespaceUri) return attribute.value;
     }
@@ -103,7 +107,7 @@ CRefString CXmlPullParser::getAttributeValue(const CRefString& namespaceUri, con
 }
 
 CRefString CXmlPullParser::getAttributeValue(int index) {
-    return index >= 0 && index < attributeCount ? attributes[index].value : CRefString();
+    return index >= 0 && index < attributeCount ? shown[index].value : CRefString();
 }
 
 CRefString CXmlPullParser::getNamespace(const CRefString& wanted) {

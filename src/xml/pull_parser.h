@@ -15,6 +15,7 @@
 #include "xml/name_table.h"
 #include "xml/namespace_scopes.h"
 #include "xml/pull_parser_exception.h"
+#include "xml/repeated_tags.h"
 
 class CInputStream;
 
@@ -136,21 +137,6 @@ public:
     int peekEvent() override;
 
 private:
-    struct Attribute {
-        CRefString name;
-        CRefString value;
-        CRefString namespace_;
-        CRefString prefix;
-        XmlName written;  ///< the name as it stands in the tag
-
-        void set(const XmlName& its_name, const CRefString& its_value) {
-            written = its_name;
-            name = its_name.raw;
-            value = its_value;
-            namespace_ = CRefString();
-            prefix = CRefString();
-        }
-    };
     struct Element {
         CRefString namespace_;
         CRefString prefix;
@@ -213,7 +199,11 @@ private:
     Hand skip_blanks_at_hand();
     Hand text_at_hand();
     Hand tag_at_hand();
-    Hand attributes_at_hand(const char* at, const char* end);
+    Hand declaration_at_hand();
+    Hand attributes_at_hand(const char* at, const char* end, char mark);
+    void open_repeated(const RepeatedTag& tag);
+    void remember_tag(std::string_view bytes, const TagPlace& place);
+    TagPlace place_of_tag() const;
     Hand end_tag_at_hand();
 
     // Tags: pull_parser_tags.cpp
@@ -224,6 +214,7 @@ private:
     void store_attribute(const XmlName& attribute_name, const CRefString& value);
     void check_duplicates();
     void open_element();
+    void push_element();
     void adjustNamespaces();
     bool declare_namespaces();
     void resolve_attribute_prefixes();
@@ -242,6 +233,7 @@ private:
     void push_named_entity(const CRefString& code);
     int parseLegacy();
     int parse_declaration();
+    void take_declaration();
     void read_markup(int terminator, bool push);
     void parseDoctype();
 
@@ -283,7 +275,8 @@ private:
     CRefString name;
     CRefString text;
     int attributeCount = -1;
-    GrowingArray<Attribute> attributes;
+    GrowingArray<XmlAttribute> attributes;
+    const XmlAttribute* shown = nullptr;  ///< those of the current tag
     CRefString version;
     CRefString encoding;
     bool standalone = true;
@@ -302,7 +295,8 @@ private:
     bool hasHref = false;
     bool hasId = false;
     std::unique_ptr<MultiReferences> references;  ///< from the first `id` or `href` on
-    NameTable names;
+    std::unique_ptr<NameTable> names;
+    RepeatedTags repeated;
     XmlName tagName;              ///< of the tag that is being read
     CRefString xmlUri, xmlnsUri;  ///< of the prefixes that are always bound
 };

@@ -32,6 +32,9 @@ bool CXmlPullParser::event_at_hand() {
                 hand = text_at_hand();
             } else if (at[1] == '/') {
                 hand = end_tag_at_hand();
+            } else if (at[1] == '?') {
+                hand = declaration_at_hand();
+                if (hand == Hand::taken) continue;
             } else {
                 hand = tag_at_hand();
             }
@@ -71,9 +74,7 @@ CXmlPullParser::Hand CXmlPullParser::skip_blanks_at_hand() {
         behind_return = c == '\r';
     }
     if (at + 1 >= srcCount) return Hand::cut;
-    if (at == srcPos) {
-        return Hand::taken;
-    }
+    if (at == srcPos) return Hand::taken;
     if (src[at] != '<' || src[at + 1] == '!' || src[at + 1] == '?') return Hand::unusual;
     if (wasStartTag && src[at + 1] == '/') return Hand::taken;
     line += lines;
@@ -126,11 +127,16 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     const auto* const end =
         static_cast<const char*>(std::memchr(begin, '>', static_cast<std::size_t>(srcCount - srcPos)));
     if (end == nullptr) return Hand::cut;
+    const std::string_view bytes(begin, static_cast<std::size_t>(end - begin) + 1);
+    const TagPlace place = place_of_tag();
+    if (const RepeatedTag* const tag = repeated.find(bytes, place)) {
+        open_repeated(*tag);
+        return Hand::taken;
+    }
     if (!is_name_start(begin[1])) return Hand::unusual;
     const char* const behind_name = name_end(begin + 1);
     if (behind_name != end && *behind_name != ' ' && *behind_name != '/') return Hand::unusual;
-    attributeCount = 0;
-    if (const Hand hand = attributes_at_hand(behind_name, end); hand != Hand::taken) return hand;
+    if (const Hand hand = attributes_at_hand(behind_name, end, '/'); hand != Hand::taken) return hand;
     if (eventType == XML_END_TAG) --depth;
     eventType = START_TAG;
     emptyElement = end[-1] == '/';
@@ -138,32 +144,91 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     hrefTarget = namespace_ = prefix = CRefString();
     tagName = name_of(begin + 1, static_cast<int>(behind_name - begin - 1));
     name = tagName.raw;
-    pass_text(static_cast<int>(end - begin) + 1);
+    pass_text(static_cast<int>(bytes.size()));
     check_duplicates();
     open_element();
+    shown = &attributes[0];
     wasStartTag = true;
+    if (scopes.version() == place.scopes_version) remember_tag(bytes, place);
     return Hand::taken;
 }
 
-/// The attributes between a tag's name and its `>`, which nothing else can be in front of.
-CXmlPullParser::Hand CXmlPullParser::attributes_at_hand(const char* at, const char* end) {
+/// Where the tag that comes next stands.
+TagPlace CXmlPullParser::place_of_tag() const {
+    const int parent = eventType == XML_END_TAG ? depth - 1 : depth;
+    const Element& above = elementStack[parent];
+    const int ancestor = above.prefix.length() != 0 ? parent : above.prefixed_ancestor;
+    return {parent + 1, scopes.version(), elementStack[ancestor].prefix};
+}
+
+/// Opens an element by a tag that was read before, at the same place.
+void CXmlPullParser::open_repeated(const RepeatedTag& tag) {
+    pass_text(tag.bytes.length());
+    eventType = START_TAG;
+    wasStartTag = true;
+    emptyElement = tag.bytes.view()[tag.bytes.view().size() - 2] == '/';
+    depth = tag.place.depth;
+    reserve(elementStack.reserve(depth + 1, 10));
+    name = tag.name;
+    prefix = tag.prefix;
+    namespace_ = tag.namespace_;
+    attributeCount = tag.attribute_count;
+    shown = &tag.attributes[0];
+    tagName.raw = tag.written.raw;
+    tagName.ascii = tag.written.ascii;
+    push_element();
+}
+
+/// Keeps what came of a tag that was seen before. No memory for it is no failure.
+void CXmlPullParser::remember_tag(std::string_view bytes, const TagPlace& place) {
+    RepeatedTag* const tag = repeated.remember(bytes, place, attributeCount);
+    if (tag == nullptr) return;
+    tag->written = tagName;
+    tag->name = name;
+    tag->prefix = prefix;
+    tag->namespace_ = namespace_;
+    tag->attribute_count = attributeCount;
+    for (int i = 0; i < attributeCount; ++i) tag->attributes[i] = attributes[i];
+}
+
+/// The declaration of the document. It gives no event, and what it says is checked like any other.
+CXmlPullParser::Hand CXmlPullParser::declaration_at_hand() {
+    constexpr std::string_view kBegin = "<?xml ";
+    const char* const begin = src + srcPos;
+    const auto room = static_cast<std::size_t>(srcCount - srcPos);
+    const auto* const end = static_cast<const char*>(std::memchr(begin, '>', room));
+    if (line != 1 || column != 0 || end == nullptr || end - begin < 8 || end[-1] != '?' ||
+        std::memcmp(begin, kBegin.data(), kBegin.size()) != 0)
+        return Hand::unusual;
+    if (const Hand hand = attributes_at_hand(begin + 5, end, '?'); hand != Hand::taken) return hand;
+    name = name_of("l", 1).raw;  // what stands behind "<?xm" is read like a tag
+    pass(static_cast<int>(end - begin) + 1);
+    take_declaration();
+    attributeCount = -1;
+    return Hand::taken;
+}
+
+/// The attributes between a tag's name and its `>`, which nothing else can be in front of. `mark` may stand
+/// before it.
+CXmlPullParser::Hand CXmlPullParser::attributes_at_hand(const char* at, const char* end, char mark) {
     const auto stop = stop_class(true);
+    attributeCount = 0;
     for (;;) {
         while (*at == ' ') ++at;
-        if (at == end || (*at == '/' && at + 1 == end)) return Hand::taken;
+        if (at == end || (*at == mark && at + 1 == end)) return Hand::taken;
         if (!is_name_start(*at)) return Hand::unusual;
         const char* const equals = name_end(at);
         if (*equals != '=' || !is_quote(equals[1])) return Hand::unusual;
         const char* const value = equals + 2;
         const char* closing = value;
         while (!is_class(*closing, stop)) ++closing;
-        if (*closing != equals[1] || (closing[1] != ' ' && closing[1] != '/' && closing[1] != '>'))
+        if (*closing != equals[1] || (closing[1] != ' ' && closing[1] != mark && closing[1] != '>'))
             return Hand::unusual;
         const XmlName& attribute_name = name_of(at, static_cast<int>(equals - at));
         if (attribute_name.role == XmlName::Role::href || attribute_name.role == XmlName::Role::id)
             return Hand::unusual;
         reserve(attributes.reserve(attributeCount + 1, 6), "Memory Allocation Error");
-        Attribute& attribute = attributes[attributeCount++];
+        XmlAttribute& attribute = attributes[attributeCount++];
         attribute.set(attribute_name, intern(value, static_cast<int>(closing - value)));
         at = closing + 1;
     }

@@ -106,13 +106,13 @@ CRefString CXmlPullParser::getRange(int start) {
 
 CRefString CXmlPullParser::intern(const char* bytes, int length) {
     CRefString made;
-    reserve(names.text(made, bytes, length));
+    reserve(names->text(made, bytes, length));
     return made;
 }
 
 /// Valid until the next name is read.
 const XmlName& CXmlPullParser::name_of(const char* bytes, int length) {
-    const XmlName* const made = names.name(bytes, length);
+    const XmlName* const made = names->name(bytes, length);
     reserve(made != nullptr);
     return *made;
 }

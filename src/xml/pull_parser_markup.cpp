@@ -71,6 +71,12 @@ int CXmlPullParser::parse_declaration() {
     if (!is_white(peekChar(1))) raise(-114, "Illegal xml declaration. no whitespace after 'xml'");
     if (line != 1 || column > 4) raise(-127, "Processing Instructions should not start with 'xml'");
     parseStartTag(true);
+    take_declaration();
+    return XML_DECL;
+}
+
+/// Keeps what the attributes of a declaration say.
+void CXmlPullParser::take_declaration() {
     const auto is_named = [this](int index, std::string_view wanted) {
         return index < attributeCount && attributes[index].name.view() == wanted;
     };
@@ -86,7 +92,6 @@ int CXmlPullParser::parse_declaration() {
     if (position != attributeCount) raise(-125, "Illegal XML Declaration");
     isWhitespace_ = true;
     textLength = 0;
-    return XML_DECL;
 }
 
 void CXmlPullParser::parseDoctype() {

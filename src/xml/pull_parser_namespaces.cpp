@@ -19,7 +19,7 @@ bool CXmlPullParser::declare_namespaces() {
     bool has_prefixed = false;
     bool first = true;
     for (int i = 0; i < attributeCount; ++i) {
-        const Attribute& attribute = attributes[i];
+        const XmlAttribute& attribute = attributes[i];
         const bool has_colon = attribute.written.colon >= 0;
         if (attribute.written.role != XmlName::Role::declaration) {
             has_prefixed = has_prefixed || has_colon;
@@ -36,7 +36,7 @@ bool CXmlPullParser::declare_namespaces() {
 
 void CXmlPullParser::resolve_attribute_prefixes() {
     for (int i = 0; i < attributeCount; ++i) {
-        Attribute& attribute = attributes[i];
+        XmlAttribute& attribute = attributes[i];
         if (attribute.written.colon == 0) raise(-134, "Attribute name should not start with ':'");
         if (attribute.written.colon < 0) continue;
         attribute.prefix = attribute.written.prefix;
@@ -49,12 +49,12 @@ void CXmlPullParser::resolve_attribute_prefixes() {
 void CXmlPullParser::check_qualified_duplicates() {
     bool memory = true;
     const auto key_of = [this](int i) {
-        const Attribute& attribute = attributes[i];
+        const XmlAttribute& attribute = attributes[i];
         return std::uint64_t{attribute.name.hash()} << 32 | attribute.namespace_.hash();
     };
     const auto same = [this](int i, int j) {
-        const Attribute& a = attributes[i];
-        const Attribute& b = attributes[j];
+        const XmlAttribute& a = attributes[i];
+        const XmlAttribute& b = attributes[j];
         return a.namespace_.length() != 0 && a.name == b.name && a.namespace_ == b.namespace_;
     };
     const bool found = has_two_alike(attributeCount, key_of, same, memory);

@@ -29,6 +29,7 @@ void CXmlPullParser::parseStartTag(bool isXmlDecl) {
     }
     check_duplicates();
     open_element();
+    shown = &attributes[0];
 }
 
 /// Reads what ends a tag, if that is what comes: true then. `leave` stays false where a reference was
@@ -119,7 +120,14 @@ void CXmlPullParser::check_duplicates() {
     bool memory = true;
     const bool found = has_two_alike(
         attributeCount, [this](int i) { return std::uint64_t{attributes[i].name.hash()}; },
-        [this](int i, int j) { return attributes[i].name == attributes[j].name; }, memory);
+        [this](int i, int j) {
+            const XmlAttribute& a = attributes[i];
+            const XmlAttribute& b = attributes[j];
+            // Equality ends at a zero byte, which is not within ASCII.
+            if (a.written.ascii && b.written.ascii && a.name.length() != b.name.length()) return false;
+            return a.name == b.name;
+        },
+        memory);
     reserve(memory);
     if (found) raise(-131, "Duplicate attribute defined");
 }
@@ -127,14 +135,19 @@ void CXmlPullParser::check_duplicates() {
 void CXmlPullParser::open_element() {
     ++depth;
     reserve(elementStack.reserve(depth + 1, 10));
-    Element& element = elementStack[depth];
-    element.rawName = name;
-    element.ascii = tagName.ascii;
     if (processNamespaces) {
         adjustNamespaces();
     } else {
         namespace_ = CRefString();
     }
+    push_element();
+}
+
+/// Notes what the element shows, for its end tag and its children.
+void CXmlPullParser::push_element() {
+    Element& element = elementStack[depth];
+    element.rawName = tagName.raw;
+    element.ascii = tagName.ascii;
     element.localName = name;
     element.prefix = prefix;
     element.namespace_ = namespace_;

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <pelthread/memory.h>
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "xml/growing_array.h"
+#include "xml/name_table.h"
+
+/// An attribute of the current start tag.
+struct XmlAttribute {
+    CRefString name;
+    CRefString value;
+    CRefString namespace_;
+    CRefString prefix;
+    XmlName written;  ///< the name as it stands in the tag
+
+    void set(const XmlName& its_name, const CRefString& its_value) {
+        written = its_name;
+        name = its_name.raw;
+        value = its_value;
+        namespace_ = CRefString();
+        prefix = CRefString();
+    }
+};
+
+/// What the names of a tag come to depends on these, and on nothing else.
+struct TagPlace {
+    int depth = 0;
+    unsigned scopes_version = 0;  ///< of the namespaces declared so far
+    CRefString lender;            ///< prefix of the nearest element above that has one
+
+    bool same(const TagPlace& other) const {
+        return depth == other.depth && scopes_version == other.scopes_version && lender.shares(other.lender);
+    }
+};
+
+/// A start tag that was read, byte for byte, and what came of it.
+struct RepeatedTag {
+    CRefString bytes;
+    TagPlace place;
+    XmlName written;
+    CRefString name, prefix, namespace_;
+    GrowingArray<XmlAttribute> attributes;
+    int attribute_count = 0;
+};
+
+/// The start tags that a document repeats, as arrays and records do: from the third time on a tag needs no
+/// reading. What one document fills is bounded; a tag drives out another that shares its place.
+class RepeatedTags {
+public:
+    /// The tag of these bytes as it was read at such a place; null if it was not. Counts as a sight of it.
+    const RepeatedTag* find(std::string_view bytes, const TagPlace& place);
+
+    /// After `find` found nothing: where to note the tag that it was asked for, all but its bytes and place
+    /// to be filled in; null if this was its first sight or memory ends.
+    RepeatedTag* remember(std::string_view bytes, const TagPlace& place, int attribute_count);
+
+    void clear() { tags.reset(); }
+
+private:
+    static constexpr int kPlaces = 32;
+    static constexpr std::size_t kLongest = 128;
+
+    struct Tags {
+        PEL_HEAP_OBJECT
+        RepeatedTag at[kPlaces];
+    };
+    std::unique_ptr<Tags> tags;
+    std::uint32_t seen[kPlaces] = {};
+    std::uint32_t last_hash = 0;
+    bool seen_before = false;
+};
