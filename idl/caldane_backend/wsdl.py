@@ -4,6 +4,9 @@
 Types become XML Schema as they travel: a sequence is a SOAP array in encoded messages and a list of "item"
 elements in literal ones, octets are base64 in encoded messages, a union is its discriminator "choice" and one
 member. A reference to an object has no element of its own, so its place is told as any type.
+
+What XML Schema cannot say stands in attributes of a namespace of our own, which other readers pass over:
+repository ids, the labels of a union's members, and the IDL type where its XML form stands for others too.
 """
 from xml.sax.saxutils import escape, quoteattr
 
@@ -12,11 +15,14 @@ XSD = 'http://www.w3.org/2001/XMLSchema'
 SOAP_ENC = 'http://schemas.xmlsoap.org/soap/encoding/'
 SOAP = 'http://schemas.xmlsoap.org/wsdl/soap/'
 WSDL = 'http://schemas.xmlsoap.org/wsdl/'
+CALDANE = 'urn:caldane:idl'
 
 BASIC = {'short': 'xsd:short', 'long': 'xsd:int', 'unsigned short': 'xsd:unsignedShort',
          'unsigned long': 'xsd:unsignedInt', 'float': 'xsd:float', 'double': 'xsd:double', 'boolean': 'xsd:boolean',
-         'char': 'xsd:string', 'octet': 'xsd:unsignedByte', 'any': 'xsd:anyType', 'Object': 'xsd:anyType',
+         'octet': 'xsd:unsignedByte', 'any': 'xsd:anyType', 'Object': 'xsd:anyType',
          'TypeCode': 'xsd:anyType'}
+# Those that share their form with another type.
+TOLD = ('Object', 'TypeCode')
 SPECIAL = {f'xsd::{name}': f'xsd:{name}' for name in ('base64Binary', 'hexBinary', 'dateTime', 'decimal')}
 
 
@@ -70,6 +76,8 @@ class Schema:
 
     def use(self, idl_type) -> str:
         """The qualified name of a type, which is going to be defined if it is not one of XML Schema."""
+        if idl_type == 'char':
+            return self.define(self.target, 'char', {'kind': 'char'})
         if isinstance(idl_type, str):
             return BASIC[idl_type]
         if 'string' in idl_type:
@@ -91,7 +99,7 @@ class Schema:
     def use_list(self, idl_type: dict, alias: dict | None) -> str:
         element = idl_type.get('sequence') or idl_type.get('array')
         if self.style == ENCODED and self.bare(element) == 'octet':
-            return 'xsd:base64Binary'
+            return 'SOAP-ENC:base64'
         if alias is not None:
             return self.define(alias['namespace'], alias['name'], {**idl_type, 'kind': 'list'})
         inner = self.use(element)
@@ -144,11 +152,24 @@ class Schema:
             out.close()
         out.close()
 
+    def write_char(self, out: Document, name: str, entry: dict) -> None:
+        out.open('xsd:simpleType', name=name)
+        out.open('xsd:restriction', base='xsd:string')
+        out.empty('xsd:length', value='1')
+        out.close()
+        out.close()
+
+    def described(self, named: dict) -> dict[str, str]:
+        """Name and type of a member or part."""
+        bare = self.bare(named['type'])
+        return {'name': named['name'], 'type_': self.use(named['type']),
+                **({'caldane__idl': bare} if bare in TOLD else {})}
+
     def write_struct(self, out: Document, name: str, entry: dict) -> None:
-        out.open('xsd:complexType', name=name)
+        out.open('xsd:complexType', name=name, caldane__id=entry['id'])
         out.open('xsd:sequence')
         for member in entry['members']:
-            out.empty('xsd:element', name=member['name'], type_=self.use(member['type']))
+            out.empty('xsd:element', **self.described(member))
         out.close()
         out.close()
 
@@ -157,7 +178,7 @@ class Schema:
         out.empty('xsd:element', name=name, type_=f'{self.prefix(entry["namespace"])}:{name}')
 
     def write_enum(self, out: Document, name: str, entry: dict) -> None:
-        out.open('xsd:simpleType', name=name)
+        out.open('xsd:simpleType', name=name, caldane__id=entry['id'])
         out.open('xsd:restriction', base='xsd:string')
         for member in entry['members']:
             out.empty('xsd:enumeration', value=member)
@@ -167,13 +188,14 @@ class Schema:
     def write_union(self, out: Document, name: str, entry: dict) -> None:
         discriminator = self.bare(entry['discriminator'])
         # Discriminators other than enums travel as numbers.
-        choice = self.use(discriminator) if isinstance(discriminator, dict) else 'xsd:unsignedInt'
-        out.open('xsd:complexType', name=name)
+        is_enum = isinstance(discriminator, dict)
+        out.open('xsd:complexType', name=name, caldane__id=entry['id'])
         out.open('xsd:sequence')
-        out.empty('xsd:element', name='choice', type_=choice)
+        out.empty('xsd:element', name='choice', type_=self.use(discriminator) if is_enum else 'xsd:unsignedInt',
+                  **({} if is_enum else {'caldane__idl': discriminator}))
         out.open('xsd:choice', minOccurs='0')
         for branch in entry['branches']:
-            out.empty('xsd:element', name=branch['name'], type_=self.use(branch['type']))
+            out.empty('xsd:element', **self.described(branch), caldane__labels=' '.join(map(str, branch['labels'])))
         out.close()
         out.close()
         out.close()
@@ -186,7 +208,7 @@ def parts_of(entry: dict) -> list:
     if entry['kind'] == 'union':
         discriminator = entry['discriminator']
         return ([discriminator] if isinstance(discriminator, dict) else []) + [b['type'] for b in entry['branches']]
-    return [] if entry['kind'] == 'enum' else [member['type'] for member in entry['members']]
+    return [] if entry['kind'] in ('enum', 'char') else [member['type'] for member in entry['members']]
 
 
 class Wsdl:
@@ -204,7 +226,7 @@ class Wsdl:
         messages = [message for interface in self.interfaces for message in self.messages(interface)]
         out = Document()
         out.open('definitions', name=self.name, targetNamespace=self.target, xmlns=WSDL, xmlns__wsdl=WSDL,
-                 xmlns__soap=SOAP, xmlns__xsd=XSD, **{'xmlns__SOAP-ENC': SOAP_ENC},
+                 xmlns__soap=SOAP, xmlns__xsd=XSD, xmlns__caldane=CALDANE, **{'xmlns__SOAP-ENC': SOAP_ENC},
                  **{f'xmlns__{prefix}': namespace for namespace, prefix in self.schema.prefixes.items()})
         self.schema.write(out)
         for name, parts in dict(messages).items():
@@ -236,14 +258,14 @@ class Wsdl:
         return found
 
     def part(self, parameter: dict) -> dict[str, str]:
-        return {'name': parameter['name'], 'type_': self.schema.use(parameter['type'])}
+        return self.schema.described(parameter)
 
     @staticmethod
     def fault_message(scoped: str) -> str:
         return scoped.replace('::', '.')
 
     def port_type(self, out: Document, interface: dict) -> None:
-        out.open('portType', name=interface['name'])
+        out.open('portType', name=interface['name'], caldane__id=interface['id'])
         for operation in interface['operations']:
             stem = f'tns:{interface["name"]}_{operation["name"]}'
             order = ' '.join(parameter['name'] for parameter in operation['parameters'])

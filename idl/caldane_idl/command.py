@@ -12,6 +12,7 @@ from caldane_backend.options import VARIABLE, Options
 from caldane_backend.wsdl import ENCODED, LITERAL, Wsdl
 
 from . import messages, preprocess
+from .wsdl_reader import WsdlError, WsdlReader
 
 BACKENDS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FORBIDDEN = '"$`\\'
@@ -54,7 +55,7 @@ def parse(arguments: list[str]) -> argparse.Namespace:
     parser.add_argument('--address', metavar='URL', default='http://localhost:8080/',
                         help='the service address in WSDL (default: %(default)s)')
     parser.add_argument('--describe', action='store_true',
-                        help='print the types and interfaces as JSON in place of C++')
+                        help='print the types and interfaces as JSON in place of C++; FILE may be a .wsdl of ours then')
     parser.add_argument('--depend', metavar='FILE', help='write a Makefile rule that names all files read')
     return parser.parse_args(arguments)
 
@@ -80,6 +81,9 @@ class Compiler:
 
     def compile(self, path: str) -> None:
         self.readable(path)
+        if self.options.describe and path.endswith('.wsdl'):
+            print(json.dumps(WsdlReader(path).description(), indent=1))
+            return
         run = self.omniidl(path, '-E')
         if run.returncode != 0:
             raise Failure('\n'.join(messages.translate(run.stderr)))
@@ -174,7 +178,7 @@ def main(arguments: list[str]) -> int:
             for path in options.files:
                 compiler.compile(path)
             compiler.place()
-    except Failure as failure:
+    except (Failure, WsdlError) as failure:
         print(failure, file=sys.stderr)
         return 1
     except OSError as error:
