@@ -70,6 +70,8 @@ class Schema:
         self.prefixes: dict[str, str] = {target: 'tns'}
         self.wanted: dict[str, dict[str, dict]] = {}
         self.begun: set[str] = set()
+        # Types without a name are defined where they are used first, so that schemas need each other one way.
+        self.home = target
 
     def prefix(self, namespace: str) -> str:
         return self.prefixes.setdefault(namespace, f'ns{len(self.prefixes)}')
@@ -77,7 +79,7 @@ class Schema:
     def use(self, idl_type) -> str:
         """The qualified name of a type, which is going to be defined if it is not one of XML Schema."""
         if idl_type == 'char':
-            return self.define(self.target, 'char', {'kind': 'char'})
+            return self.define(self.home, 'char', {'kind': 'char'})
         if isinstance(idl_type, str):
             return BASIC[idl_type]
         if 'string' in idl_type:
@@ -103,7 +105,7 @@ class Schema:
         if alias is not None:
             return self.define(alias['namespace'], alias['name'], {**idl_type, 'kind': 'list'})
         inner = self.use(element)
-        return self.define(self.target, 'ArrayOf_' + inner.replace(':', '_'), {**idl_type, 'kind': 'list'})
+        return self.define(self.home, 'ArrayOf_' + inner.replace(':', '_'), {**idl_type, 'kind': 'list'})
 
     def bare(self, idl_type):
         while isinstance(idl_type, dict) and 'named' in idl_type and self.types[idl_type['named']]['kind'] == 'alias':
@@ -115,8 +117,10 @@ class Schema:
         if qualified not in self.begun:
             self.begun.add(qualified)
             self.wanted.setdefault(namespace, {})[name] = entry
+            outer, self.home = self.home, namespace
             for part in parts_of(entry):
                 self.use(part)
+            self.home = outer
         return qualified
 
     def write(self, out: Document) -> None:
@@ -124,6 +128,7 @@ class Schema:
             return
         out.open('types')
         for namespace, entries in self.wanted.items():
+            self.home = namespace
             out.open('xsd:schema', targetNamespace=namespace)
             for other in self.wanted:
                 if other != namespace:
