@@ -37,23 +37,11 @@ void NameTable::give_back(std::unique_ptr<NameTable> table) {
     spare_table = std::move(table);
 }
 
-NameTable::~NameTable() {
-    for (; used != 0; used &= used - 1) reinterpret_cast<XmlName*>(places[__builtin_ctzll(used)])->~XmlName();
-}
-
 const XmlName* NameTable::name(const char* bytes, int length) {
     const auto size = static_cast<std::size_t>(length);
     if (length > kLongest) return make(unplaced, bytes, length) ? &unplaced : nullptr;
-    const unsigned place = text_place({bytes, size}) % kPlaces;
-    auto* const found = reinterpret_cast<XmlName*>(places[place]);
-    const std::uint64_t bit = std::uint64_t{1} << place;
-    if ((used & bit) == 0) {
-        new (found) XmlName();
-        used |= bit;
-    } else if (is(found->raw, bytes, size)) {
-        return found;
-    }
-    return make(*found, bytes, length) ? found : nullptr;
+    XmlName& found = names[text_place({bytes, size}) % kPlaces];
+    return is(found.raw, bytes, size) || make(found, bytes, length) ? &found : nullptr;
 }
 
 bool NameTable::make(XmlName& made, const char* bytes, int length) {

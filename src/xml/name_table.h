@@ -3,9 +3,7 @@
 
 #include <pelthread/memory.h>
 
-#include <cstdint>
 #include <memory>
-#include <new>
 
 #include "streams/ref_string.h"
 
@@ -24,6 +22,11 @@ struct XmlName {
     int colon = -1;     ///< where it stands
     Role role = Role::other;
     bool ascii = true;
+
+    /// False if two names are different for certain. Equality ends at a zero byte, which is not within ASCII.
+    bool may_equal(const XmlName& other) const {
+        return !ascii || !other.ascii || local.length() == other.local.length();
+    }
 };
 
 /// The names and short texts that a document uses again and again, each made once. A fixed number of places:
@@ -33,7 +36,6 @@ public:
     PEL_HEAP_OBJECT
 
     NameTable() = default;
-    ~NameTable();
     NameTable(const NameTable&) = delete;
     NameTable& operator=(const NameTable&) = delete;
 
@@ -50,13 +52,12 @@ public:
     [[nodiscard]] bool text(CRefString& out, const char* bytes, int length);
 
 private:
-    static constexpr int kPlaces = 64;
+    static constexpr int kPlaces = 128;
     static constexpr int kLongest = 128;  ///< what is longer is made anew each time
 
     bool make(XmlName& made, const char* bytes, int length);
 
-    std::uint64_t used = 0;  ///< the places in which names were made
-    alignas(XmlName) unsigned char places[kPlaces][sizeof(XmlName)];
+    XmlName names[kPlaces];
     CRefString texts[kPlaces];
     XmlName unplaced;
 };

@@ -59,6 +59,7 @@ bool CXmlPullParser::more_at_hand() {
 /// Steps over ignorable white space: such as stands in front of a tag, unless it is all of an element's
 /// content. Taken, at the end of it, if two bytes at least are at hand there.
 CXmlPullParser::Hand CXmlPullParser::skip_blanks_at_hand() {
+    if (srcPos + 1 < srcCount && !is_white(src[srcPos])) return Hand::taken;
     int at = srcPos;
     int lines = 0;
     int line_begin = srcPos - column;  // where column 0 would be
@@ -74,7 +75,6 @@ CXmlPullParser::Hand CXmlPullParser::skip_blanks_at_hand() {
         behind_return = c == '\r';
     }
     if (at + 1 >= srcCount) return Hand::cut;
-    if (at == srcPos) return Hand::taken;
     if (src[at] != '<' || src[at + 1] == '!' || src[at + 1] == '?') return Hand::unusual;
     if (wasStartTag && src[at + 1] == '/') return Hand::taken;
     line += lines;
@@ -220,8 +220,7 @@ CXmlPullParser::Hand CXmlPullParser::attributes_at_hand(const char* at, const ch
         const char* const equals = name_end(at);
         if (*equals != '=' || !is_quote(equals[1])) return Hand::unusual;
         const char* const value = equals + 2;
-        const char* closing = value;
-        while (!is_class(*closing, stop)) ++closing;
+        const char* const closing = value + run_length(value, static_cast<int>(end - value), stop);
         if (*closing != equals[1] || (closing[1] != ' ' && closing[1] != mark && closing[1] != '>'))
             return Hand::unusual;
         const XmlName& attribute_name = name_of(at, static_cast<int>(equals - at));

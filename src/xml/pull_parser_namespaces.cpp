@@ -55,7 +55,8 @@ void CXmlPullParser::check_qualified_duplicates() {
     const auto same = [this](int i, int j) {
         const XmlAttribute& a = attributes[i];
         const XmlAttribute& b = attributes[j];
-        return a.namespace_.length() != 0 && a.name == b.name && a.namespace_ == b.namespace_;
+        return a.namespace_.length() != 0 && a.written.may_equal(b.written) && a.name == b.name &&
+               a.namespace_ == b.namespace_;
     };
     const bool found = has_two_alike(attributeCount, key_of, same, memory);
     reserve(memory);

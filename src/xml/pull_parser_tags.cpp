@@ -123,9 +123,7 @@ void CXmlPullParser::check_duplicates() {
         [this](int i, int j) {
             const XmlAttribute& a = attributes[i];
             const XmlAttribute& b = attributes[j];
-            // Equality ends at a zero byte, which is not within ASCII.
-            if (a.written.ascii && b.written.ascii && a.name.length() != b.name.length()) return false;
-            return a.name == b.name;
+            return a.written.may_equal(b.written) && a.name == b.name;
         },
         memory);
     reserve(memory);
