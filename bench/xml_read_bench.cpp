@@ -59,6 +59,17 @@ std::string array_of_longs(std::size_t size) {
     return text + "</values></m:echo>" + kClosing;
 }
 
+std::string array_of_records(std::size_t size) {
+    std::string text = kOpening + "<m:echo xmlns:m=\"http://acme.example/bank\"><values>";
+    for (int i = 0; text.size() < size; ++i) {
+        const std::string number = std::to_string(i * 7919);
+        text += "\r\n<item xsi:type=\"m:Record\">\r\n<name xsi:type=\"xsd:string\">record " + number +
+                "</name>\r\n<number xsi:type=\"xsd:int\">" + number +
+                "</number>\r\n<share xsi:type=\"xsd:float\">0.5</share></item>";
+    }
+    return text + "</values></m:echo>" + kClosing;
+}
+
 std::string long_text(std::size_t size) {
     std::string text = kOpening + "<m:echo xmlns:m=\"http://acme.example/bank\"><text>";
     const std::size_t end = text.size() + size;
@@ -67,9 +78,9 @@ std::string long_text(std::size_t size) {
     return text + "</text></m:echo>" + kClosing;
 }
 
-int read_events(const std::string& document) {
+int read_events(const std::string& document, XmlText text) {
     MemoryInputStream stream(document);
-    CXmlPullParser parser(&stream);
+    CXmlPullParser parser(&stream, text);
     parser.setProcessNamespaces();
     int seen = 0;
     for (;;) {
@@ -85,8 +96,10 @@ int read_events(const std::string& document) {
     }
 }
 
+/// Argument 1 asks for UTF-8.
 void read_document(benchmark::State& state, const std::string& document) {
-    for (auto _ : state) benchmark::DoNotOptimize(read_events(document));
+    const XmlText text = state.range(0) == 1 ? XmlText::utf8 : XmlText::one_byte;
+    for (auto _ : state) benchmark::DoNotOptimize(read_events(document, text));
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(document.size()));
     state.counters["bytes"] = static_cast<double>(document.size());
 }
@@ -97,13 +110,17 @@ void ReadSmallEnvelope(benchmark::State& state) {
 void ReadArrayOfLongs(benchmark::State& state) {
     read_document(state, array_of_longs(1 << 20));
 }
+void ReadArrayOfRecords(benchmark::State& state) {
+    read_document(state, array_of_records(1 << 20));
+}
 void ReadLongText(benchmark::State& state) {
     read_document(state, long_text(1 << 20));
 }
 
-BENCHMARK(ReadSmallEnvelope);
-BENCHMARK(ReadArrayOfLongs);
-BENCHMARK(ReadLongText);
+BENCHMARK(ReadSmallEnvelope)->Arg(0)->Arg(1);
+BENCHMARK(ReadArrayOfLongs)->Arg(0)->Arg(1);
+BENCHMARK(ReadArrayOfRecords)->Arg(0)->Arg(1);
+BENCHMARK(ReadLongText)->Arg(0)->Arg(1);
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Any bytes as an XML document. The first byte says in what pieces they arrive and how they are read.
+// Any bytes as an XML document. The first byte says in what pieces they arrive and how they are read, in both
+// kinds of text.
 
 #include <algorithm>
 #include <cstddef>
@@ -9,6 +10,7 @@
 
 #include "streams/stream.h"
 #include "xml/pull_parser.h"
+#include "xml/utf8_text.h"
 
 namespace {
 
@@ -44,22 +46,36 @@ std::size_t look_at(CXmlPullParser& parser) {
     return seen;
 }
 
-}  // namespace
+/// What is asked to be UTF-8 must be.
+void check(const CRefString& text) {
+    if (check_utf8(text.c_str(), text.view().size()).fault != TextFault::none) __builtin_trap();
+}
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size == 0) return 0;
-    const std::uint8_t how = data[0];
-    FuzzInputStream stream(data + 1, size - 1, (how & 0x3F) == 0 ? 512 : how & 0x3F);
+void read(FuzzInputStream stream, std::uint8_t how, XmlText kind) {
     try {
-        CXmlPullParser parser(&stream);
+        CXmlPullParser parser(&stream, kind);
         if ((how & 0x40) == 0) parser.setProcessNamespaces();
         // References bring in text again and again; what one input may cost is bounded here as well.
         std::size_t seen = 0;
         for (int event = 0; event != XML_END_DOCUMENT && seen < 4000000;) {
             event = (how & 0x80) != 0 ? parser.nextToken() : parser.next();
             seen += look_at(parser) + 1;
+            if (kind != XmlText::utf8) continue;
+            check(parser.getText());
+            check(parser.getName());
+            for (int i = 0; i < parser.getAttributeCount(); ++i) check(parser.getAttributeValue(i));
         }
     } catch (const CXmlPullParserException&) {
     }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    if (size == 0) return 0;
+    const std::uint8_t how = data[0];
+    const FuzzInputStream stream(data + 1, size - 1, (how & 0x3F) == 0 ? 512 : how & 0x3F);
+    read(stream, how, XmlText::one_byte);
+    read(stream, how, XmlText::utf8);
     return 0;
 }
