@@ -17,10 +17,10 @@ ENVELOPE = ('<e:Envelope xmlns:e="http://schemas.xmlsoap.org/soap/envelope/"><e:
 
 
 class Server:
-    """A bank_server on a port of its own; `stop` ends it and keeps what it printed."""
+    """A bank_server, or another program that is started like it, on a port of its own; `stop` ends it and keeps what it printed."""
 
-    def __init__(self, *options, listen='127.0.0.1:0'):
-        self.process = subprocess.Popen([os.path.join(BIN, 'bank_server'), *options, '--listen', listen],
+    def __init__(self, *options, program='bank_server', listen='127.0.0.1:0'):
+        self.process = subprocess.Popen([os.path.join(BIN, program), *options, '--listen', listen],
                                         stdout=subprocess.PIPE, text=True)
         self.ready = self.process.stdout.readline().rstrip('\n')
         self.url = self.ready.removeprefix('ready ')
