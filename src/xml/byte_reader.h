@@ -34,6 +34,8 @@ public:
     /// first; `encoding` becomes that of UTF-8. False for an encoding that cannot be converted; when memory
     /// ends `status` is -102 besides.
     bool convert_to_utf8(const char* encoding_name, const char* begin, int count);
+    /// True if a block of a converted document, the last one given, is ASCII.
+    bool ascii() const { return converted && converted->ascii(); }
     /// What ended a converted document.
     TextFault fault() const { return converted ? converted->fault() : TextFault::none; }
 

@@ -257,6 +257,7 @@ private:
     int peekCount = 0;
     bool wasCR = false;
     bool plainBytes = false;  ///< a byte below 128 is a character
+    bool ascii = true;        ///< all that `src` holds of a text in UTF-8 is
     const XmlText textBytes;
     int encodingCode = XML_UTF_8;
     bool alive = false;

@@ -50,6 +50,7 @@ bool CXmlPullParser::more_at_hand() {
     if (references != nullptr || left < 0 || left > kKept) return false;
     if (left > 0) std::memmove(srcBuf, srcBuf + srcPos, static_cast<std::size_t>(left));
     const int count = reader->readBlock(srcBuf + left, CXmlByteReader::kBlockSize);
+    ascii = reader->ascii() && (ascii || left == 0);
     src = srcBuf;
     srcPos = 0;
     srcCount = left + (count > 0 ? count : 0);

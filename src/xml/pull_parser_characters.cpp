@@ -16,6 +16,7 @@ bool CXmlPullParser::fetch() {
     srcCount = reader->readBlock(srcBuf, CXmlByteReader::kBlockSize);
     src = srcBuf;
     srcPos = 0;
+    ascii = reader->ascii();
     if (srcCount <= 0) check_end();
     return srcCount > 0;
 }

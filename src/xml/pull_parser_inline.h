@@ -51,7 +51,7 @@ inline xml_characters::Class CXmlPullParser::stop_class(bool in_value) const {
 
 /// Takes `length` bytes of such a run; columns count characters.
 inline void CXmlPullParser::pass_text(int length) {
-    if (textBytes == XmlText::utf8) column -= continuation_bytes(src + srcPos, length);
+    if (textBytes == XmlText::utf8 && !ascii) column -= continuation_bytes(src + srcPos, length);
     pass(length);
 }
 

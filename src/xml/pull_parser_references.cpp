@@ -20,6 +20,7 @@ bool CXmlPullParser::load_references() {
     references.reset(new MultiReferences);
     reserve(references != nullptr && references->load({src, srcPos, srcCount}, *reader));
     const MultiReferences::Input document = references->document();
+    ascii = false;
     src = document.text;
     srcPos = 0;
     srcCount = document.count;

@@ -44,6 +44,7 @@ int Utf8Input::read_utf8(char* destination) {
     for (;;) {
         const TextCheck check = check_utf8(destination, static_cast<std::size_t>(count));
         const int valid = static_cast<int>(check.valid);
+        ascii_ = check.ascii;
         if (check.fault == TextFault::malformed || check.fault == TextFault::forbidden) {
             fault_ = check.fault;
             return valid > 0 ? valid : -1;
@@ -79,6 +80,7 @@ int Utf8Input::read_converted(char* destination) {
 int Utf8Input::convert(char* destination) {
     int made = 0;
     int used = 0;
+    ascii_ = true;
     unsigned code = 0;
     while (made <= kBlockSize - 4) {
         const int taken = character_at(used, code);
@@ -87,6 +89,7 @@ int Utf8Input::convert(char* destination) {
             fault_ = TextFault::forbidden;
             break;
         }
+        ascii_ = ascii_ && code < 0x80;
         made += static_cast<int>(put_utf8(code, destination + made));
         used += taken;
     }

@@ -31,6 +31,9 @@ public:
     /// document and at a fault.
     int read(char* destination);
 
+    /// True if what `read` gave last is ASCII.
+    bool ascii() const { return ascii_; }
+
     /// `none`, `malformed` or `forbidden`: what ended the document, once `read` gave nothing more.
     TextFault fault() const { return fault_; }
 
@@ -43,6 +46,7 @@ private:
     CInputStream* stream;
     Source source;
     TextFault fault_ = TextFault::none;
+    bool ascii_ = true;
     int held = 0;          ///< bytes in `raw`
     char raw[kBlockSize];  ///< not converted yet; of UTF-8 only the begin of a character
 };

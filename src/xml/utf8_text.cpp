@@ -74,6 +74,7 @@ std::size_t check_sequence(const char* text, std::size_t room, TextFault& fault)
 
 TextCheck check_utf8(const char* text, std::size_t length) {
     std::size_t at = 0;
+    bool ascii = true;
     for (;;) {
 #if defined(__SSE2__)
         while (length - at >= 16 && sixteen_are_plain(text + at)) at += 16;
@@ -81,16 +82,17 @@ TextCheck check_utf8(const char* text, std::size_t length) {
         for (std::size_t stop = at + 16; at < length && at < stop;) {
             const unsigned byte = unsigned_byte(text[at]);
             if (byte < 0x80) {
-                if (!is_xml_character(byte)) return {at, TextFault::forbidden};
+                if (!is_xml_character(byte)) return {at, TextFault::forbidden, ascii};
                 ++at;
                 continue;
             }
             TextFault fault = TextFault::none;
             const std::size_t taken = check_sequence(text + at, length - at, fault);
-            if (taken == 0) return {at, fault};
+            if (taken == 0) return {at, fault, ascii};
+            ascii = false;
             at += taken;
         }
-        if (at == length) return {at, TextFault::none};
+        if (at == length) return {at, TextFault::none, ascii};
     }
 }
 

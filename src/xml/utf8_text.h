@@ -19,10 +19,11 @@ enum class TextFault {
     forbidden,  ///< a character that XML does not allow
 };
 
-/// How far a text is good: the length of its whole characters up to the first fault, and that fault.
+/// How far a text is good.
 struct TextCheck {
-    std::size_t valid;
+    std::size_t valid;  ///< length of its whole characters up to the first fault
     TextFault fault;
+    bool ascii;  ///< these are nothing else
 };
 TextCheck check_utf8(const char* text, std::size_t length);
 
