@@ -167,8 +167,10 @@ class Schema:
     def described(self, named: dict) -> dict[str, str]:
         """Name and type of a member or part."""
         bare = self.bare(named['type'])
-        return {'name': named['name'], 'type_': self.use(named['type']),
-                **({'caldane__idl': bare} if bare in TOLD else {})}
+        told = {'caldane__idl': bare} if bare in TOLD else {}
+        if self.style == ENCODED and isinstance(bare, dict) and self.bare(bare.get('array')) == 'octet':
+            told = {'caldane__length': str(bare['length'])}
+        return {'name': named['name'], 'type_': self.use(named['type']), **told}
 
     def write_struct(self, out: Document, name: str, entry: dict) -> None:
         out.open('xsd:complexType', name=name, caldane__id=entry['id'])

@@ -103,7 +103,9 @@ class WsdlReader:
         return {'kind': 'union', 'discriminator': self.named(discriminator)['type'], 'branches': branches}
 
     def named(self, element) -> dict:
-        told = element.get(tag(CALDANE, 'idl'))
+        told, length = element.get(tag(CALDANE, 'idl')), element.get(tag(CALDANE, 'length'))
+        if length:
+            return {'name': element.get('name'), 'type': {'array': 'octet', 'length': int(length)}}
         return {'name': element.get('name'), 'type': told or self.type(element.get('type', ''))}
 
     def type(self, text: str):
