@@ -20,6 +20,8 @@ public:
 
     T& operator[](int index) { return items[index]; }
     const T& operator[](int index) const { return items[index]; }
+    /// The first record; null while there is none.
+    const T* data() const { return items; }
     int capacity() const { return capacity_; }
 
     /// Makes room for at least `wanted` records; false when memory ends, and nothing has changed.

@@ -148,7 +148,7 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     pass_text(static_cast<int>(bytes.size()));
     check_duplicates();
     open_element();
-    shown = &attributes[0];
+    shown = attributes.data();
     wasStartTag = true;
     if (scopes.version() == place.scopes_version) remember_tag(bytes, place);
     return Hand::taken;
@@ -174,7 +174,7 @@ void CXmlPullParser::open_repeated(const RepeatedTag& tag) {
     prefix = tag.prefix;
     namespace_ = tag.namespace_;
     attributeCount = tag.attribute_count;
-    shown = &tag.attributes[0];
+    shown = tag.attributes.data();
     tagName.raw = tag.written.raw;
     tagName.ascii = tag.written.ascii;
     push_element();

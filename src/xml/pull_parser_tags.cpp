@@ -29,7 +29,7 @@ void CXmlPullParser::parseStartTag(bool isXmlDecl) {
     }
     check_duplicates();
     open_element();
-    shown = &attributes[0];
+    shown = attributes.data();
 }
 
 /// Reads what ends a tag, if that is what comes: true then. `leave` stays false where a reference was

@@ -99,6 +99,9 @@ class PullParserRefusal : public testing::TestWithParam<Refusal> {};
 TEST_P(PullParserRefusal, TellsCodeMessageAndPlace) {
     const Refusal& refusal = GetParam();
     for (const int step : {1 << 20, 7, 2}) EXPECT_EQ(trace(refusal.text, step), refusal.events) << step;
+    if (is_plain_ascii(refusal.text)) {
+        EXPECT_EQ(trace(widened(refusal.text)), refusal.events);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Documents, PullParserRefusal, testing::ValuesIn(kRefusals),

@@ -68,6 +68,18 @@ const Document kDocuments[] = {
      "<r><a xmlns:p=u/></a><b xmlns:q=v/></b>!-113 Undefined namespace prefix @1:41"},
     {"TwoDefaultsInOneTag", "<a xmlns='' xmlns:='u'/>", "<a{u} xmlns= xmlns:=u/></a{u}>."},
     {"WellKnownPrefixes", "<a xml:lang='e'/>", "<a xml:lang{http://www.w3.org/XML/1998/namespace}=e/></a>."},
+    // A tag that was read before means anew what stands around it.
+    {"RepeatedTag", "<r xmlns:p='u'><a p:x='1'/><a p:x='1'/><a p:x='1'></a><a p:x='1'>2</a></r>",
+     "<r xmlns:p=u><a p:x{u}=1/></a><a p:x{u}=1/></a><a p:x{u}=1></a><a p:x{u}=1>[2]</a></r>."},
+    {"RepeatedTagBehindADeclaration",
+     "<r xmlns:p='u'><p:a/><p:a/><p:a/><b xmlns:p='v'/><p:a/><p:a/><p:a/></r>",
+     "<r xmlns:p=u><p:a{u}/></p:a{u}><p:a{u}/></p:a{u}><p:a{u}/></p:a{u}><b xmlns:p=v/></b><p:a{v}/></p:a{v}>"
+     "<p:a{v}/></p:a{v}><p:a{v}/></p:a{v}></r>."},
+    {"RepeatedTagElsewhere",
+     "<r xmlns:p='u' xmlns:q='v'><p:b><a/><a/><a/></p:b><q:b><a/><a><a/></a></q:b><b><a/></b></r>",
+     "<r xmlns:p=u "
+     "xmlns:q=v><p:b{u}><a{u}/></a{u}><a{u}/></a{u}><a{u}/></a{u}></p:b{u}><q:b{v}><a{v}/></a{v}>"
+     "<a{v}><a{v}/></a{v}></a{v}></q:b{v}><b><a/></a></b></r>."},
     {"RawNames", "<p:a p:b='1'></P:A>", "<p:a p:b=1></p:a>.", Reading::raw_names},
     // Single tokens.
     {"Tokens", "<a>x&lt;y<!--c--><![CDATA[d]]><?p q?> <b/></a>",
@@ -86,6 +98,13 @@ TEST_P(PullParser, GivesTheSameEventsHoweverTheBytesArrive) {
     for (int step = 1; step <= static_cast<int>(document.text.size()); ++step) {
         SCOPED_TRACE(testing::Message() << "in pieces of " << step);
         ASSERT_EQ(trace(document.text, step, document.reading), document.events);
+    }
+}
+
+TEST_P(PullParser, GivesTheSameEventsOfSixteenBits) {
+    const Document& document = GetParam();
+    if (is_plain_ascii(document.text)) {
+        EXPECT_EQ(trace(widened(document.text), 1 << 20, document.reading), document.events);
     }
 }
 

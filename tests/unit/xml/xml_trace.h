@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -41,6 +42,22 @@ inline std::string trace_event(CXmlPullParser& parser, int event) {
         default:
             return std::to_string(event) + '[' + std::string(parser.getText().view()) + ']';
     }
+}
+
+/// The same text in sixteen bits a character, for which the parser has no shorter ways.
+inline std::string widened(std::string_view text) {
+    std::string wide("\xFF\xFE", 2);
+    for (const char c : text) {
+        wide += c;
+        wide += '\0';
+    }
+    return wide;
+}
+
+/// True if a document means the same in any encoding: it is ASCII and does not name one.
+inline bool is_plain_ascii(std::string_view text) {
+    return text.size() >= 4 && !text.starts_with("<?xm") &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c > 0; });
 }
 
 /// All events in one line, `.` at the end of the document; an error is `!code message @line:column`, where
