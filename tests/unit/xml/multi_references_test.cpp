@@ -50,6 +50,16 @@ const Document kDocuments[] = {
     {"NamespaceAtThePlaceOfTheReference",
      "<r><p:b xmlns:p='u' id='1'><c/></p:b><p:a xmlns:p='v' href='#1'/></r>",
      "<r><p:b{u} xmlns:p=u id=1><c{u}/></c{u}></p:b{u}><p:a{v} xmlns:p=v><c{v}/></c{v}></p:a{v}></r>."},
+    {"ToAnElementWithoutEnd", "<r><b id='1'>x<a href='#1'/></r>",
+     "<r><b id=1>[x]!-115 Href defined but corresponding ID NOT found @1:28"},
+    {"ToAnElementWithoutEndAhead", "<r><a href='#1'/><b id=\"1\">x</r>",
+     "<r>!-115 Href defined but corresponding ID NOT found @1:17"},
+    {"AnElementAheadHasDoubleQuotes", "<r><a href='#1'/><b id='1'>x</b></r>",
+     "<r>!-115 Href defined but corresponding ID NOT found @1:17"},
+    {"AnElementAheadHasASpaceBehindItsName", "<r><a href='#1'/><b\tid=\"1\">x</b></r>",
+     "<r>!-115 Href defined but corresponding ID NOT found @1:17"},
+    {"AnIdAheadWithoutTag", "<a href='#1'/>id=\"1\"",
+     "!-115 Href defined but corresponding ID NOT found @1:14"},
     {"UnclosedElement", "<r><b id='1'>x", "<r><b id=1>[x]!-139 End tag missing @1:14"},
 };
 
@@ -113,6 +123,22 @@ TEST(MultiReferences, TextBroughtInIsBounded) {
         EXPECT_EQ(parser.getErrorCode(), -115);
     }
     EXPECT_LE(seen, 65u << 20);
+}
+
+// A large message may bring in a hundred times itself.
+TEST(MultiReferences, TextBroughtInIsBoundedByTheMessage) {
+    const std::string value(800'000, 'x');
+    for (const auto& [references, good] : {std::pair{99, true}, {102, false}}) {
+        std::string text = "<r><b id='0'>" + value + "</b>";
+        for (int i = 0; i < references; ++i) text += "<a href='#0'/>";
+        PiecewiseInputStream stream(text + "</r>", 1 << 20);
+        CXmlPullParser parser(&stream);
+        try {
+            while (parser.next() != XML_END_DOCUMENT) continue;
+        } catch (const CXmlPullParserException&) {
+        }
+        EXPECT_EQ(parser.getErrorCode(), good ? 0 : -115);
+    }
 }
 
 TEST(MultiReferences, ManyForwardReferencesCostWhatTheyBring) {
