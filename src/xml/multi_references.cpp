@@ -39,7 +39,10 @@ void MultiReferences::note(const CRefString& id, const CRefString& name, const c
     Element element;
     element.name = name.c_str();
     element.begin = element.cut = element.resume = static_cast<int>(at - document_);
-    elements.try_emplace(lower_case(id), std::move(element));
+    Element& known = elements.try_emplace(lower_case(id), element).first->second;
+    if (known.begin == element.begin) return;
+    find_end(known);
+    if (known.end < 0) known = std::move(element);
 }
 
 MultiReferences::Element* MultiReferences::find(const CRefString& id) {
@@ -54,16 +57,20 @@ void MultiReferences::find_end(Element& element) {
     if (element.end != -1) return;
     const std::string_view text(document_, static_cast<std::size_t>(size));
     const auto from = static_cast<std::size_t>(element.resume);
-    const std::size_t closing = text.find("</" + element.name + ">", from);
-    if (closing != std::string_view::npos) {
-        element.end = static_cast<int>(closing);
-        return;
+    // Where a name has no end tag from some place on, none needs looking for further on.
+    const auto [none, is_new] = unclosed.try_emplace(element.name, size);
+    if (element.resume < none->second) {
+        const std::size_t closing = text.find("</" + element.name + ">", from);
+        if (closing != std::string_view::npos) {
+            element.end = static_cast<int>(closing);
+            return;
+        }
+        none->second = element.resume;
     }
     const std::size_t markup = text.find('<', from);
-    const std::size_t empty = text.find("/>", from);
-    const bool is_empty =
-        empty != std::string_view::npos && markup != std::string_view::npos && empty < markup;
-    element.end = is_empty ? static_cast<int>(empty) : -2;
+    const std::size_t empty =
+        markup == std::string_view::npos ? markup : text.substr(from, markup - from).find("/>");
+    element.end = empty == std::string_view::npos ? -2 : static_cast<int>(from + empty);
 }
 
 void MultiReferences::index_ids() {

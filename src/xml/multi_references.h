@@ -43,8 +43,8 @@ public:
     /// The whole of it.
     Input document() const { return {document_, 0, size}; }
 
-    /// Notes that the element `name` has this id and that its text goes on at `at`; an id that is known
-    /// already, or `at` outside the document, changes nothing.
+    /// Notes that the element `name` has this id and that its text goes on at `at`. Nothing changes for `at`
+    /// outside the document, and for an id that an element with an end has already.
     void note(const CRefString& id, const CRefString& name, const char* at);
 
     /// Follows a reference from `current`, in the element `name`: gives the first piece of text to read
@@ -82,6 +82,7 @@ private:
     long long brought_in = 0;
     int nesting = 0;
     std::unordered_map<std::string, Element> elements;    ///< by id in lower case
+    std::unordered_map<std::string, int> unclosed;        ///< by name, from where on it has no end tag
     std::vector<Frame> frames;                            ///< what is to be read, the next one last
     CRefString last_owner;                                ///< keeps the text that is being read
     std::vector<std::pair<std::string_view, int>> ahead;  ///< ids in the text with their places, sorted

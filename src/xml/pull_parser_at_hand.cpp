@@ -58,7 +58,7 @@ bool CXmlPullParser::more_at_hand() {
 }
 
 /// Steps over ignorable white space: such as stands in front of a tag, unless it is all of an element's
-/// content. Taken, at the end of it, if two bytes at least are at hand there.
+/// content. Taken if two bytes at least are at hand behind what was stepped over.
 CXmlPullParser::Hand CXmlPullParser::skip_blanks_at_hand() {
     if (srcPos + 1 < srcCount && !is_white(src[srcPos])) return Hand::taken;
     int at = srcPos;
@@ -76,7 +76,8 @@ CXmlPullParser::Hand CXmlPullParser::skip_blanks_at_hand() {
         behind_return = c == '\r';
     }
     if (at + 1 >= srcCount) return Hand::cut;
-    if (src[at] != '<' || src[at + 1] == '!' || src[at + 1] == '?') return Hand::unusual;
+    if (src[at] != '<') return Hand::taken;
+    if (src[at + 1] == '!' || src[at + 1] == '?') return Hand::unusual;
     if (wasStartTag && src[at + 1] == '/') return Hand::taken;
     line += lines;
     column = at - line_begin;

@@ -34,6 +34,8 @@ const Document kDocuments[] = {
      "<r>!-115 Href defined but corresponding ID NOT found @1:19"},
     {"FirstOfTwoIdsCounts", "<r><b id='1'>x</b><b id='1'>y</b><a href='#1'/></r>",
      "<r><b id=1>[x]</b><b id=1>[y]</b><a>[x]</a></r>."},
+    {"FirstOfTwoIdsCountsIfItHasAnEnd", "<r><b id='1'>x</B><c id='1'>y</c><a href='#1'/></r>",
+     "<r><b id=1>[x]</b><c id=1>[y]</c><a>[y]</a></r>."},
     {"NoSuchId", "<r><a href='#1'/></r>", "<r>!-115 Href defined but corresponding ID NOT found @1:17"},
     {"EmptyElementWithoutAttributes", "<r><b id='1'/><a href='#1'/></r>",
      "<r><b id=1/></b>!-133 Naming convention error @1:28"},
@@ -139,6 +141,17 @@ TEST(MultiReferences, TextBroughtInIsBoundedByTheMessage) {
         }
         EXPECT_EQ(parser.getErrorCode(), good ? 0 : -115);
     }
+}
+
+// Each of these has its end tag looked for, and none is there.
+TEST(MultiReferences, ManyElementsWithoutEndCostNoMoreThanOne) {
+    std::string text = "<r>";
+    for (int i = 0; i < 60'000; ++i) text += "<b id='1'>" + std::string(40, 'x') + "</B>";
+    PiecewiseInputStream stream(text + "</r>", 1 << 20);
+    CXmlPullParser parser(&stream);
+    const auto begin = std::chrono::steady_clock::now();
+    while (parser.next() != XML_END_DOCUMENT) continue;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 }
 
 TEST(MultiReferences, ManyForwardReferencesCostWhatTheyBring) {
