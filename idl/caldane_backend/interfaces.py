@@ -6,7 +6,7 @@ from omniidl import idlast, idltype
 
 from . import names
 from .items import Constant, Item, Typedef
-from .layout import Lines, literal
+from .layout import WIDTH, Lines, literal
 from .types import Needs, Place, is_boolean
 
 IN, OUT, INOUT = range(3)
@@ -298,6 +298,7 @@ class Skeleton(InterfaceItem):
             result = operation.result_type(self.types, place)
             function = f'static_cast<{result} ({skeleton}::*)({given})>({function})'
         arguments = [literal(operation.wire_name)]
+        table = []
         if operation.parameters:
             table = [f'{{{literal(p.wire_name)}, {("IN", "OUT", "INOUT")[p.direction]}}}' for p in operation.parameters]
             arguments.append('{' + ', '.join(table) + '}')
@@ -305,4 +306,17 @@ class Skeleton(InterfaceItem):
             place = Place(self.namespace)
             thrown = [self.types.scoped_name(tuple(decl.scopedName()), place) for decl in operation.raises]
             arguments.append(f'Caldane::raises<{", ".join(thrown)}>')
-        out.wrapped(f'Caldane::method<{function}>(', arguments, '),')
+        if len(table) > 0 and 4 * out.depth + 8 + len(arguments[1]) > WIDTH:
+            self.long_entry(out, function, table, arguments)
+        else:
+            out.wrapped(f'Caldane::method<{function}>(', arguments, '),')
+
+    @staticmethod
+    def long_entry(out: Lines, function: str, table: list[str], arguments: list[str]) -> None:
+        """The table of parameters takes several lines."""
+        out.add(f'Caldane::method<{function}>(')
+        out.depth += 1
+        out.add(arguments[0] + ',')
+        out.wrapped('{', table, '}' + (',' if len(arguments) > 2 else '),'))
+        out.add(*(argument + '),' for argument in arguments[2:]))
+        out.depth -= 1

@@ -12,6 +12,14 @@ FORM = re.compile(r'namespace\s+([\w:]+)\s+"([^"<>&\s]*)"\s*$')
 GLOBAL = 'IDL:global:1.0'
 
 
+def parse(text: str, path: str, line: int) -> re.Match:
+    match = FORM.match(text.strip())
+    if match is None:
+        line, column = find(path, line, r'namespace')
+        raise IdlError([f'{path}:{line}:{column}: expected #pragma namespace NAME "uri"'])
+    return match
+
+
 class Namespaces:
     def __init__(self, pragmas: list[list], ids: dict[tuple[str, ...], str]):
         """`ids` has the repository id of each module and interface by its scoped name."""
@@ -21,10 +29,7 @@ class Namespaces:
             self.enter(text, path, line)
 
     def enter(self, text: str, path: str, line: int) -> None:
-        match = FORM.match(text.strip())
-        if match is None:
-            line, column = find(path, line, r'namespace')
-            raise IdlError([f'{path}:{line}:{column}: expected #pragma namespace NAME "uri"'])
+        match = parse(text, path, line)
         scope = tuple(part for part in match[1].split('::') if part)
         if scope and scope not in self.ids:
             line, column = find(path, line, word(match[1]))

@@ -8,6 +8,8 @@ import subprocess
 import sys
 import tempfile
 
+from caldane_backend import namespaces
+from caldane_backend.diagnostics import IdlError
 from caldane_backend.options import VARIABLE, Options
 from caldane_backend.wsdl import ENCODED, LITERAL, Wsdl
 
@@ -88,6 +90,8 @@ class Compiler:
         if run.returncode != 0:
             raise Failure('\n'.join(messages.translate(run.stderr)))
         read = preprocess.read(run.stdout, path)
+        for pragma in read.pragmas:
+            namespaces.parse(*pragma)
         name = os.path.splitext(os.path.basename(path))[0]
         described = os.path.join(self.work, name + '.json') if self.options.describe or self.options.wsdl else ''
         made = Options(path, os.path.join(self.work, name + '.h'), os.path.join(self.work, name + '.cpp'), name + '.h',
@@ -178,7 +182,7 @@ def main(arguments: list[str]) -> int:
             for path in options.files:
                 compiler.compile(path)
             compiler.place()
-    except (Failure, WsdlError) as failure:
+    except (Failure, IdlError, WsdlError) as failure:
         print(failure, file=sys.stderr)
         return 1
     except OSError as error:

@@ -55,6 +55,12 @@ _IOP_IOR* _IOP_IOR::from_url(const _Caldane_String& url) {
     return ior;
 }
 
+_IOP_IOR* _IOP_IOR::from_url(const _Caldane_String& url, const _IOP_ProfileList& profile_list) {
+    _IOP_IOR* const ior = from_url(url);
+    if (ior != nullptr) profile_list.copy_to(ior->profiles_);
+    return ior;
+}
+
 void _IOP_IOR::_add_ref() noexcept {
     references.fetch_add(1, std::memory_order_relaxed);
 }

@@ -167,8 +167,10 @@ void ObjectAdapter::publish(_Caldane_ImplBase& servant, std::string_view key, st
     if (ior == nullptr) refuse(address, "memory has ended");
     const _Caldane_Object object(ior);
     ior->setSecurity(static_cast<_Caldane_Boolean>(secure));
+    const int port = parts.port != 0 ? parts.port : port_of(std::string_view(ior->location()));
+    // A port that the system chose can be published under again by its number.
+    open_ports.insert({port, secure});
     if (!parts.host.empty()) {
-        const int port = parts.port != 0 ? parts.port : port_of(std::string_view(ior->location()));
         ior->publish_location(_Caldane_String((secure ? "https://" : "http://") + parts.host + ":" +
                                               std::to_string(port) + "/" + parts.path));
     }

@@ -177,6 +177,8 @@ public:
     static _IOP_IOR* generate(const _Caldane_String& type_id, const _IOP_ProfileList& profile_list);
     /// A new reference that knows nothing but a URL; null when memory ends.
     static _IOP_IOR* from_url(const _Caldane_String& url);
+    /// The same with the profiles that the URL stands for.
+    static _IOP_IOR* from_url(const _Caldane_String& url, const _IOP_ProfileList& profile_list);
 
     void _add_ref() noexcept;
     void _release() noexcept;
