@@ -14,6 +14,10 @@ ENCODED = '-DSOAP_ENABLE_RPC_ENCODER'
 CHUNKED = '-DSOAP_CLIENT_CHUNKING'
 LATIN1 = '--latin1'
 
+# PHP writes -0 as 0, and its two-dimensional arrays have rows of one length.
+BEYOND_PHP = ('echoFloat.minus_zero', 'echoDouble.minus_zero', 'echo2DStringArray.uneven',
+              'echo2DStringArray.empty_rows')
+
 
 def interop_client(*arguments):
     return bank.Result(subprocess.run([os.path.join(bank.BIN, 'interop_client'), *arguments], capture_output=True,
@@ -84,9 +88,12 @@ class Php(unittest.TestCase):
         self.assertRegex(done.stdout, r'\n\d\d passed, 0 failed\n$')
 
     def test_our_client_against_its_server(self):
+        names = interop_client('--list').out.splitlines()
+        names = [name for name in names[:names.index('echoKind.first')] if name not in BEYOND_PHP]
+        chosen = [word for name in names for word in ('--case', name)]
         server = PhpServer()
         try:
-            done = interop_client(ENCODED, f'http://127.0.0.1:{server.port}/interop', '--case', 'InteropTest')
+            done = interop_client(ENCODED, f'http://127.0.0.1:{server.port}/interop', *chosen)
         finally:
             server.stop()
         self.assertEqual(done.code, 0, [line for line in done.out.splitlines() if line[:4] != 'PASS'])
