@@ -2,13 +2,14 @@
 PRESET ?= release
 JOBS ?= $(shell nproc)
 
-.PHONY: help demo test test-asan test-tsan test-clang bench format tidy install clean
+.PHONY: help demo test test-asan test-tsan test-clang test-packages bench format tidy install clean
 help:
 	@echo "make demo        build and run a server and a client, and show their messages"
 	@echo "make test        build everything and run every test"
 	@echo "make test-asan   the same under the address and undefined behaviour sanitizers"
 	@echo "make test-tsan   the concurrency tests under the thread sanitizer"
 	@echo "make test-clang  build everything with clang"
+	@echo "make test-packages  make the Debian packages and try them in a clean root (as root)"
 	@echo "make bench       measure on this machine, beside an independent SOAP toolkit"
 	@echo "make format      format the sources; make tidy runs the static checks"
 	@echo "make install     install into PREFIX (default /usr/local)"
@@ -36,6 +37,12 @@ test-clang:
 	@scripts/setup clang
 	cmake --preset clang
 	cmake --build --preset clang -j $(JOBS)
+
+test-packages:
+	@scripts/setup packages
+	cmake --preset release
+	cmake --build build -j $(JOBS)
+	scripts/test-packages build
 
 bench:
 	@scripts/setup bench
