@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <condition_variable>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -19,8 +20,20 @@ std::mutex queue_mutex;
 std::condition_variable queue_filled;
 std::deque<struct soap*> queue;
 
+/// With a certificate the peer speaks TLS.
+const char* certificate() {
+    return std::getenv("PEER_CERTIFICATE");
+}
+
+bool secured(struct soap* session) {
+#ifdef WITH_OPENSSL
+    if (certificate() != nullptr) return soap_ssl_accept(session) == SOAP_OK;
+#endif
+    return session != nullptr;
+}
+
 void serve(struct soap* session) {
-    soap_serve(session);
+    if (secured(session)) soap_serve(session);
     soap_destroy(session);
     soap_end(session);
     soap_free(session);
@@ -64,10 +77,16 @@ int main(int argc, char** argv) {
     listener->max_keep_alive = 1000000000;
     listener->accept_flags = 0;
     if (!soap_valid_socket(soap_bind(listener, "127.0.0.1", 0, 1024))) return 1;
+#ifdef WITH_OPENSSL
+    std::signal(SIGPIPE, SIG_IGN);
+    if (certificate() != nullptr && soap_ssl_server_context(listener, SOAP_SSL_DEFAULT, certificate(), nullptr, nullptr,
+                                                            nullptr, nullptr, nullptr, nullptr) != SOAP_OK)
+        return 1;
+#endif
     struct sockaddr_in name;
     socklen_t length = sizeof name;
     getsockname(listener->master, reinterpret_cast<struct sockaddr*>(&name), &length);
-    std::printf("ready http://127.0.0.1:%d/bank\n", ntohs(name.sin_port));
+    std::printf("ready http%s://127.0.0.1:%d/bank\n", certificate() != nullptr ? "s" : "", ntohs(name.sin_port));
     std::fflush(stdout);
     if (pool) {
         for (int i = 0; i < workers; ++i) std::thread(pool_worker).detach();

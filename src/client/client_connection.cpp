@@ -7,10 +7,12 @@
 #include <vqsys/names.h>
 #include <vqsys/text.h>
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
 #include "addressing/url.h"
+#include "streams/wire_trace.h"
 
 namespace {
 
@@ -174,11 +176,16 @@ int ClientConnection::send(const char* data, int length, bool more) {
     if (send_failed_ || length <= 0) return 0;
     int count = 0;
     if (arm_time()) {
+        if (channel && more) channel->moreFollows();
         count = channel ? channel->write(data, length)
                         : vqNetSend(socket, data, length, more ? kVqSendMoreFollows : 0);
         if (count < 0) fail("", vqNetErrorText());
     }
-    if (count > 0) sent += count;
+    if (count > 0) {
+        sent += count;
+        // A channel counts what it adds as well.
+        if (wire_trace::on()) wire_trace::sent(socket, data, std::min(count, length));
+    }
     if (count < length) send_failed_ = true;
     return count;
 }
@@ -192,6 +199,7 @@ int ClientConnection::receive(char* buffer, int length) {
     }
     if (count > 0) {
         received += count;
+        if (wire_trace::on()) wire_trace::received(socket, buffer, count);
         return count;
     }
     end = count == 0 ? End::orderly : End::broken;

@@ -44,8 +44,9 @@ public:
     /// Up to `length` decrypted bytes, of one record at most. Blocks until some are there; 0 when no more
     /// come: the peer ended or something failed, which is not told apart.
     virtual int read(char* buffer, int length);
-    /// Encrypts and sends all of it, in as many records as it takes. Bytes sent, which is more than `length`;
-    /// 0 if it could not be encrypted, -1 if it could not be sent. What was received and not read stays.
+    /// Encrypts and sends all of it, in as many records as it takes. Bytes sent, which is more than `length`,
+    /// or `length` where it waits for what follows; 0 if it could not be encrypted, -1 if it could not be
+    /// sent. What was received and not read stays.
     virtual int write(const char* data, int length);
     /// Asks the provider; gives the largest message, or -1.
     virtual int getStreamSizes(int* header, int* trailer);
@@ -55,7 +56,8 @@ public:
 
     /// A handshake that takes longer than this many seconds fails; 0 is no limit.
     void limitHandshake(double seconds);
-    /// A further write follows right behind the next one, so that the system may send both together.
+    /// A further write follows right behind the next one, which waits for it if a record can hold both: one
+    /// encryption and one send less. At the latest the next read or goodbye sends it.
     void moreFollows() { more = true; }
     /// True if bytes have been received that no `read` has given yet; the socket does not show them.
     bool hasUnread() const { return plainCursor != plainEnd || extraLength != 0 || saved; }
@@ -85,6 +87,7 @@ private:
     bool save_unread();
     void restore_unread();
     int encryptRecord(const char* data, ULONG length);
+    bool send_held();
     bool send_all(const char* data, int length, int flags);
     SECURITY_STATUS shutdownServer();
     SECURITY_STATUS send_goodbye(SecBuffer& token);
@@ -103,6 +106,7 @@ private:
 
     bool context_open = false;
     bool more = false;
+    ULONG held = 0;  // bytes of the next record that stand in its place in the buffer already
     std::chrono::steady_clock::time_point handshake_end = std::chrono::steady_clock::time_point::max();
     // What `write` found unread in the buffer that it needs.
     std::unique_ptr<char, ArrayDelete> saved;

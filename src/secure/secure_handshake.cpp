@@ -294,6 +294,7 @@ SECURITY_STATUS ask_for_shutdown(CtxtHandle* context) {
 
 SECURITY_STATUS CSecureChannel::closeClient() {
     if (!context_open) return SEC_E_OK;
+    static_cast<void>(send_held());
     SECURITY_STATUS status = ask_for_shutdown(&contextHandle);
     if (status >= 0) {
         Tokens tokens(nullptr, 0);
@@ -311,6 +312,7 @@ SECURITY_STATUS CSecureChannel::closeClient() {
 }
 
 SECURITY_STATUS CSecureChannel::shutdownServer() {
+    static_cast<void>(send_held());
     SECURITY_STATUS status = ask_for_shutdown(&contextHandle);
     if (status >= 0) {
         Tokens tokens(nullptr, 0);

@@ -19,7 +19,7 @@ constexpr int kMostEmptyRecords = 1000;
 }  // namespace
 
 int CSecureChannel::read(char* buffer, int length) {
-    if (length <= 0) return 0;
+    if (length <= 0 || !send_held()) return 0;
     if (saved) restore_unread();
     if (plainCursor == plainEnd && !decrypt_next()) return 0;
     const auto available = static_cast<int>(plainEnd - plainCursor);
@@ -131,10 +131,16 @@ int CSecureChannel::write(const char* data, int length) {
     if (length <= 0 || !context_open || !save_unread()) return 0;
     const ULONG room = kBufferSize - streamSizes.cbHeader - streamSizes.cbTrailer;
     const ULONG largest = std::min(streamSizes.cbMaximumMessage, room);
-    if (streamSizes.cbMaximumMessage == 0) return 0;
+    if (largest == 0) return 0;
+    ULONG left = static_cast<ULONG>(length);
+    if (follows && left <= largest - held) {
+        std::memcpy(ioBuffer + streamSizes.cbHeader + held, data, left);
+        held += left;
+        return length;
+    }
     int sent = 0;
-    for (ULONG left = static_cast<ULONG>(length); left > 0;) {
-        const ULONG piece = std::min(left, largest);
+    while (left > 0) {
+        const ULONG piece = std::min(left, largest - held);
         const int record = encryptRecord(data, piece);
         if (record == 0) return 0;
         data += piece;
@@ -145,11 +151,20 @@ int CSecureChannel::write(const char* data, int length) {
     return sent;
 }
 
-/// Makes the record in the buffer, from its start; its length, 0 at a failure.
+/// Sends what waits for a further write that has not come.
+bool CSecureChannel::send_held() {
+    if (held == 0) return true;
+    const int record = encryptRecord(nullptr, 0);
+    return record != 0 && send_all(ioBuffer, record, 0);
+}
+
+/// Makes the record of what is held and the data in the buffer, from its start; its length, 0 at a failure.
 int CSecureChannel::encryptRecord(const char* data, ULONG length) {
     char* const text = ioBuffer + streamSizes.cbHeader;
     std::memset(ioBuffer, 0, streamSizes.cbHeader);
-    std::memcpy(text, data, length);
+    if (length > 0) std::memcpy(text + held, data, length);
+    length += held;
+    held = 0;
     SecBuffer list[4];
     list[0] = {streamSizes.cbHeader, SECBUFFER_STREAM_HEADER, ioBuffer};
     list[1] = {length, SECBUFFER_DATA, text};

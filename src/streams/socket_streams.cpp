@@ -3,6 +3,7 @@
 
 #include <vqsys/net.h>
 
+#include <algorithm>
 #include <ctime>
 
 #include "secure/secure_channel.h"
@@ -24,11 +25,13 @@ constexpr double kLongestDeadline = 1e9;  // seconds
 int CSocketOutputStream::write(const char* data, int length) {
     if (has_failed || length <= 0) return 0;
     const int flags = more ? kVqSendMoreFollows : 0;
+    if (channel != nullptr && more) channel->moreFollows();
     more = false;
     const int count =
         channel != nullptr ? channel->write(data, length) : vqNetSend(socket, data, length, flags);
     if (count < length) has_failed = true;
-    if (count > 0 && wire_trace::on()) wire_trace::sent(socket, data, count);
+    // A channel counts what it adds as well.
+    if (count > 0 && wire_trace::on()) wire_trace::sent(socket, data, std::min(count, length));
     return count;
 }
 

@@ -292,6 +292,27 @@ TEST_F(SecureChannel, SplitsWhatIsLargerThanARecord) {
     EXPECT_EQ(channel->write("x", 1), -1);
 }
 
+TEST_F(SecureChannel, LetsAWriteWaitForTheOneThatFollows) {
+    connect();
+    channel->moreFollows();
+    EXPECT_EQ(channel->write("head", 4), 4);
+    EXPECT_EQ(pair.received(), "");
+    EXPECT_EQ(channel->write("and a long body", 15), 4 + 15 + 2 * 6);
+    EXPECT_EQ(pair.received(), "<<<<<headand a long b><<<<<ody>");
+    channel->moreFollows();
+    EXPECT_EQ(channel->write("too long to wait", 17), 17 + 2 * 6);
+    pair.received();
+    channel->moreFollows();
+    EXPECT_EQ(channel->write("held", 4), 4);
+    pair.finish_far();
+    EXPECT_EQ(read(1), "");
+    EXPECT_EQ(pair.received(), "<<<<<held>");
+    channel->moreFollows();
+    EXPECT_EQ(channel->write("last", 4), 4);
+    channel->closeClient();
+    EXPECT_EQ(pair.received(), "<<<<<last>");
+}
+
 TEST_F(SecureChannel, TellsItsSizes) {
     connect();
     int header = 0;
