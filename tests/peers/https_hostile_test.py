@@ -3,6 +3,7 @@
 next good call at once, and nothing of the failed ones stays behind."""
 import os
 import random
+import re
 import shutil
 import socket
 import ssl
@@ -348,11 +349,14 @@ class TheServersOwnCertificate(unittest.TestCase):
     def test_with_a_provider_that_is_none(self):
         """Another library stands in the provider's place: secure connections fail, and a line says why."""
         folder = os.path.join(https.WORK, 'alone')
-        for part, name in (('bin/bank_server', 'bin/bank_server'), ('lib/libcaldane.so', 'lib/libcaldane.so'),
-                           ('lib/libsoap_transport.so', 'lib/libsoap_transport.so'),
-                           ('lib/libtest_names.so', 'lib/libsecprov.so')):
-            os.makedirs(os.path.dirname(os.path.join(folder, name)), exist_ok=True)
-            shutil.copy(os.path.join(bank.BUILD, part), os.path.join(folder, name))
+        for part in ('bin', 'lib'):
+            os.makedirs(os.path.join(folder, part))
+        shutil.copy(os.path.join(bank.BIN, 'bank_server'), os.path.join(folder, 'bin'))
+        libraries = os.path.join(bank.BUILD, 'lib')
+        for name in os.listdir(libraries):
+            if re.match(r'lib(caldane|soap_transport)\.so', name):
+                shutil.copy(os.path.join(libraries, name), os.path.join(folder, 'lib'))
+        shutil.copy(os.path.join(libraries, 'libtest_names.so'), os.path.join(folder, 'lib', 'libsecprov.so'))
         with mock.patch.object(bank, 'BIN', os.path.join(folder, 'bin')), \
              mock.patch.dict(os.environ, LD_LIBRARY_PATH=os.path.join(folder, 'lib')):
             good, text = self.start('provider')
