@@ -95,7 +95,9 @@ bool _SOAP_Transport_Server::accept_from(vqSocket socket) {
         }
     }
     if (listener.socket == kVqNoSocket) return true;
-    for (int i = 0; i < kMostAtOnce; ++i) {
+    // A handshake may take its time: connections that wait for a task come in between.
+    const int most = listener.secure != 0 ? 1 : kMostAtOnce;
+    for (int i = 0; i < most; ++i) {
         if (!SOA::socketResource().acquire()) return false;
         if (!accept_one(listener)) {
             SOA::socketResource().release();
