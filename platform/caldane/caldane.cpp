@@ -5,13 +5,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "object_adapter.h"
 #include "process.h"
-#include "transports.h"
 
 namespace {
 
@@ -84,20 +82,6 @@ void check_authority(std::string_view url, std::string_view authority) {
     }
 }
 
-/// What the transports would reach the object through: with it the reference can be handed on to others.
-_IOP_ProfileList profiles_of(const _Caldane_Object& object) {
-    TransportTable& table = TransportTable::instance();
-    const std::lock_guard lock(table.mutex);
-    _IOP_ProfileList profiles;
-    for (_Caldane_Transport_Info* transport : table.transports) {
-        const _IOP_Profile bound = transport->bind_profile(object, 0);
-        if (!bound.valid()) continue;
-        const _IOP_Profile own(bound->tag(), bound->data());
-        if (own.valid()) profiles.append(own);
-    }
-    return profiles;
-}
-
 }  // namespace
 
 bool Caldane::init(int& argc, char** argv) {
@@ -136,9 +120,7 @@ _Caldane_Object Caldane::string_to_object(std::string_view url) {
     _IOP_IOR* ior = _IOP_IOR::from_url(_Caldane_String(url));
     if (ior == nullptr) refuse(url, "memory has ended");
     _Caldane_Object object(ior);
-    object.set_ior(_IOP_IOR::from_url(_Caldane_String(url), profiles_of(object)));
-    if (object._is_nil()) refuse(url, "memory has ended");
-    object.setSecurity(static_cast<_Caldane_Boolean>(object._ior()->isSecure()));
+    object.setSecurity(static_cast<_Caldane_Boolean>(ior->isSecure()));
     return object;
 }
 

@@ -2,13 +2,33 @@
 #include <caldane/ior.h>
 
 #include <memory>
+#include <new>
+
+#include <caldane/object.h>
+#include <caldane/transport.h>
 
 #include "bound_call.h"
+#include "transports.h"
 
 namespace {
 
 /// The call that this thread is in, innermost first.
 thread_local const _Caldane_BoundCall* current_call = nullptr;
+
+/// What the transports would reach the object at a URL through.
+std::vector<_IOP_Profile> profiles_of(const _Caldane_String& url) {
+    const _Caldane_Object object(_IOP_IOR::from_url(url));
+    TransportTable& table = TransportTable::instance();
+    const std::lock_guard lock(table.mutex);
+    std::vector<_IOP_Profile> profiles;
+    for (_Caldane_Transport_Info* transport : table.transports) {
+        const _IOP_Profile bound = transport->bind_profile(object, 0);
+        if (!bound.valid()) continue;
+        const _IOP_Profile own(bound->tag(), bound->data());
+        if (own.valid()) profiles.push_back(own);
+    }
+    return profiles;
+}
 
 }  // namespace
 
@@ -55,12 +75,6 @@ _IOP_IOR* _IOP_IOR::from_url(const _Caldane_String& url) {
     return ior;
 }
 
-_IOP_IOR* _IOP_IOR::from_url(const _Caldane_String& url, const _IOP_ProfileList& profile_list) {
-    _IOP_IOR* const ior = from_url(url);
-    if (ior != nullptr) profile_list.copy_to(ior->profiles_);
-    return ior;
-}
-
 void _IOP_IOR::_add_ref() noexcept {
     references.fetch_add(1, std::memory_order_relaxed);
 }
@@ -69,9 +83,19 @@ void _IOP_IOR::_release() noexcept {
     if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
 }
 
+const std::vector<_IOP_Profile>& _IOP_IOR::handed_on() const {
+    if (!profiles_.empty() || url_.is_null()) return profiles_;
+    try {
+        std::call_once(url_looked_at, [this] { url_profiles = profiles_of(url_); });
+    } catch (const std::bad_alloc&) {
+        // Tried again the next time.
+    }
+    return url_profiles;
+}
+
 _IOP_ProfileList _IOP_IOR::getProfileList() const {
     _IOP_ProfileList list;
-    for (const _IOP_Profile& profile : profiles_) list.append(profile);
+    for (const _IOP_Profile& profile : handed_on()) list.append(profile);
     return list;
 }
 

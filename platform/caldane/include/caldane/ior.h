@@ -177,8 +177,6 @@ public:
     static _IOP_IOR* generate(const _Caldane_String& type_id, const _IOP_ProfileList& profile_list);
     /// A new reference that knows nothing but a URL; null when memory ends.
     static _IOP_IOR* from_url(const _Caldane_String& url);
-    /// The same with the profiles that the URL stands for.
-    static _IOP_IOR* from_url(const _Caldane_String& url, const _IOP_ProfileList& profile_list);
 
     void _add_ref() noexcept;
     void _release() noexcept;
@@ -191,7 +189,9 @@ public:
         secure.store(static_cast<bool>(flag), std::memory_order_relaxed);
     }
 
-    _IOP_ProfileIter profiles() const { return _IOP_ProfileIter(profiles_, true, 0); }
+    /// What the reference is handed on with: for one that came from a URL, what the transports make of it.
+    _IOP_ProfileIter profiles() const { return _IOP_ProfileIter(handed_on(), true, 0); }
+    /// Of those that it was born with, the ones of a tag.
     _IOP_ProfileIter profiles(_Caldane_ULong tag) const { return _IOP_ProfileIter(profiles_, false, tag); }
     _IOP_ProfileList getProfileList() const;
 
@@ -208,6 +208,7 @@ private:
     friend class _Caldane_BoundCall;
     _IOP_IOR() = default;
     ~_IOP_IOR() = default;
+    const std::vector<_IOP_Profile>& handed_on() const;
 
     std::atomic<std::int32_t> references{1};
     std::atomic<bool> secure{false};
@@ -215,6 +216,8 @@ private:
     _Caldane_String url_;
     _Caldane_String location_;
     std::vector<_IOP_Profile> profiles_;
+    mutable std::once_flag url_looked_at;
+    mutable std::vector<_IOP_Profile> url_profiles;
     mutable std::mutex bound_mutex;
     _IOP_Profile bound;
 };
