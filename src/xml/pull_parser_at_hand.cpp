@@ -126,6 +126,7 @@ CXmlPullParser::Hand CXmlPullParser::end_tag_at_hand() {
 /// A start tag of ASCII names, with no blanks but spaces between attributes, and without references.
 CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     const char* const begin = src + srcPos;
+    if (!is_name_start(begin[1])) return Hand::unusual;
     const auto* const end =
         static_cast<const char*>(std::memchr(begin, '>', static_cast<std::size_t>(srcCount - srcPos)));
     if (end == nullptr) return Hand::cut;
@@ -135,7 +136,6 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
         open_repeated(*tag);
         return Hand::taken;
     }
-    if (!is_name_start(begin[1])) return Hand::unusual;
     const char* const behind_name = name_end(begin + 1);
     if (behind_name != end && *behind_name != ' ' && *behind_name != '/') return Hand::unusual;
     if (const Hand hand = attributes_at_hand(behind_name, end, '/'); hand != Hand::taken) return hand;
