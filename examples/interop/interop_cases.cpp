@@ -172,7 +172,7 @@ Difference in_and_out(const Targets& targets, const _Caldane_String& text, const
     _Caldane_String changed = text;
     std::int32_t got = 0;
     const _Caldane_String result = targets.interop.echoInOut(changed, number, got);
-    const _Caldane_String expected = "<" + std::string(text.view()) + "/" + std::to_string(number) + ">";
+    const _Caldane_String expected = std::string(text.view()) + "/" + std::to_string(number);
     return first_of({compare(expected, result), compare(upper, changed), compare(twice, got)});
 }
 

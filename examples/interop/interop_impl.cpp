@@ -19,7 +19,7 @@ SOAPStruct InteropTestImpl::echoSimpleTypesAsStruct(const _Caldane_String& text,
 
 _Caldane_String InteropTestImpl::echoInOut(_Caldane_String& text, std::int32_t number, std::int32_t& twice) {
     std::string upper(std::string_view{text});
-    const std::string result = "<" + upper + "/" + std::to_string(number) + ">";
+    const std::string result = upper + "/" + std::to_string(number);
     for (char& byte : upper) {
         if (byte >= 'a' && byte <= 'z') byte = static_cast<char>(byte - 'a' + 'A');
     }

@@ -270,6 +270,31 @@ Difference attributes(const Targets& targets) {
                      compare(Kind(Kind::polygon), targets.shapes.preferred())});
 }
 
+/// Calls under way at the same time, with every kind of outcome.
+Difference asynchronous(const Targets& targets) {
+    auto label = targets.shapes.echoLabel_async("label");
+    auto turned = targets.shapes.turnPlain_async(1, 2, 3, 4, 5, 6, true, 'a', 7, "abc", "de");
+    auto failure = targets.shapes.fail_async(5);
+    auto none = targets.shapes.fail_async(0);
+    const auto [a, b, c, d, e, f, g, h, i, j, k] = turned.get();
+    const Numbers got(a, b, c, d, e, f, static_cast<_Caldane_Boolean>(g), h, i);
+    const Difference first = first_of(
+        {compare(Label("label"), label.get()), compare(_Caldane_String("cba"), j),
+         compare(Numbers(2, 4, 6, 8, 10, 12, _Caldane_FALSE, 'A', 14), got), compare(Label("ed"), k)});
+    if (first.found) return first;
+    try {
+        failure.get();
+    } catch (const Everything& caught) {
+        if (caught != everything_from(5)) return compare(everything_from(5), caught);
+    }
+    try {
+        none.get();
+    } catch (const Nothing&) {
+        return {};
+    }
+    return {"0", "no exception", true};
+}
+
 Difference nudge(const Targets& targets) {
     const std::int32_t before = targets.shapes.count();
     targets.shapes.nudge("go on");
@@ -291,6 +316,7 @@ void add_shapes_cases(CaseList& cases, bool encoded) {
     cases.push_back({"fail.without_members", [](const Targets& targets) { return fail(targets, 0); }});
     cases.push_back({"fail.every_member", [](const Targets& targets) { return fail(targets, 77); }});
     cases.push_back({"attributes", &attributes});
+    cases.push_back({"asynchronous", &asynchronous});
     cases.push_back({"nudge", &nudge});
     cases.push_back({"echoObject.reference", [](const Targets& targets) {
                          const _Caldane_Object sent = reference_to("http://127.0.0.1:1/x");

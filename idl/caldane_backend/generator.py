@@ -28,7 +28,6 @@ class Generator:
         self.types = Types(self.modules, self.interfaces)
         self.namespaces = Namespaces(options.pragmas, self.ids)
         self.constants: dict[tuple[str, ...], str] = {}
-        self.uses_move = False
         self.module_comments: dict[tuple[str, ...], list[str]] = {}
         self.items: dict[tuple[str, ...], Item] = {}
         Checks(options.source).check(tree.declarations())
@@ -175,13 +174,14 @@ class Generator:
         self.close(body, space)
         out = Lines()
         out.add(*self.preamble(), '#pragma once', '')
-        standard = ['<cstdint>'] + (['<string_view>'] if 'std::string_view' in body.text() else [])
-        standard += ['<utility>'] if self.uses_move else []
+        used = [('<future>', 'std::future<'), ('<string_view>', 'std::string_view'), ('<tuple>', 'std::tuple<'),
+                ('<utility>', 'std::move(')]
+        standard = ['<cstdint>'] + [name for name, mark in used if mark in body.text()]
         out.add(*(f'#include {name}' for name in standard), '', '#include <caldane/caldane.h>', '')
         if self.options.includes:
             out.add(*(f'#include "{name}"' for name in self.options.includes), '')
         if self.comments.file:
-            out.add(*('// ' + line if line else '//' for line in self.comments.file))
+            out.document(self.comments.file, '//')
             out.add('')
         return out.text() + ('\n' + body.text() if body.lines else '')
 

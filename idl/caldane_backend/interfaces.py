@@ -167,6 +167,7 @@ class Stub(InterfaceItem):
             head = f'{operation.result_type(self.types, self.inside)} {operation.name}('
             out.wrapped(head, operation.signature(self.types, self.inside), ') const;')
         out.gap()
+        self.asynchronous_declarations(out)
         if self.bases:
             out.add(f'using Caldane::Reference<{self.name}>::_narrow;',
                     f'using Caldane::Reference<{self.name}>::_unchecked_narrow;',
@@ -174,6 +175,15 @@ class Stub(InterfaceItem):
         out.add('static const Caldane::Interface& _interface();')
         out.depth -= 1
         out.add('};')
+
+    def asynchronous_declarations(self, out: Lines) -> None:
+        declared = [operation for operation in self.operations if self.asynchronous(operation)]
+        if not declared:
+            return
+        out.document(['The same calls, made by a worker thread; a future gives the result and the out parameters.'])
+        for operation in declared:
+            self.future_function(out, operation, self.inside, '', ') const;')
+        out.gap()
 
     def declared_types(self, out: Lines) -> None:
         self.aliases(out, self.nested)
@@ -190,6 +200,79 @@ class Stub(InterfaceItem):
         if operation.oneway:
             text = text + ['Does not wait for an answer.']
         out.document(text)
+
+    def asynchronous(self, operation: Operation) -> str:
+        """The name of the function that gives a future; empty where nothing is waited for, or the name is taken."""
+        name = operation.name + '_async'
+        taken = any(other.name == name for other in self.operations)
+        return '' if operation.oneway or operation.wire_name.startswith('_') or taken else name
+
+    def outcome(self, operation: Operation, place: Place) -> str:
+        """What the future gives: the result and the out parameters, as a tuple if there are several."""
+        parts = [] if operation.result is None else [self.types.by_value(operation.result, place)]
+        parts += [self.types.by_value(p.type, place) for p in operation.parameters if p.direction != IN]
+        return 'void' if not parts else parts[0] if len(parts) == 1 else f'std::tuple<{", ".join(parts)}>'
+
+    def given(self, operation: Operation, place: Place) -> list[str]:
+        """The parameters that go to the object; what comes back changed is a value of the call's own."""
+        return [f'{self.types.by_value(p.type, place) if p.direction == INOUT else self.passed(p, place)} {p.name}'
+                for p in operation.parameters if p.direction != OUT]
+
+    def passed(self, parameter: Parameter, place: Place) -> str:
+        return self.types.parameter(parameter.type, place, True, False)
+
+    def future_function(self, out: Lines, operation: Operation, place: Place, prefix: str, tail: str) -> None:
+        """Declaration or head of the definition; a type that is too long has lines of its own."""
+        outcome = self.outcome(operation, place)
+        head = f'{prefix}{self.asynchronous(operation)}('
+        given = self.given(operation, self.inside)
+        if 4 * out.depth + len(outcome) + len(head) + 14 + max([len(tail)] + [len(item) + 1 for item in given]) <= WIDTH:
+            out.wrapped(f'std::future<{outcome}> {head}', given, tail)
+            return
+        if outcome.startswith('std::tuple<'):
+            out.wrapped('std::future<std::tuple<', outcome[len('std::tuple<'):-1].split(', '), '>>')
+        else:
+            out.add(f'std::future<{outcome}>')
+        out.wrapped(head, given, tail)
+
+    def asynchronous_definition(self, out: Lines, operation: Operation) -> None:
+        self.future_function(out, operation, Place(self.namespace), self.name + '::', ') const {')
+        out.depth += 1
+        taken = [p.name for p in operation.parameters]
+        target, result = names.unlike('target', taken), names.unlike('result', taken)
+        captured = [f'{target} = *this'] + [p.name for p in operation.parameters if p.direction != OUT]
+        changing = any(p.direction == INOUT for p in operation.parameters)
+        body = Lines()
+        self.asynchronous_body(body, operation, target, result)
+        start = f'return Caldane::run_async([{", ".join(captured)}]{"() mutable" if changing else ""} {{'
+        if len(body.lines) == 1 and 4 * out.depth + len(start) + len(body.lines[0]) + 5 <= WIDTH:
+            out.add(f'{start} {body.lines[0]} }});')
+        else:
+            out.wrapped('return Caldane::run_async([', captured, ']() mutable {' if changing else '] {')
+            out.add(*('    ' + line for line in body.lines), '});')
+        out.depth -= 1
+        out.add('}')
+
+    def asynchronous_body(self, out: Lines, operation: Operation, target: str, result: str) -> None:
+        place = Place(self.namespace)
+        for p in operation.parameters:
+            if p.direction == OUT:
+                out.add(f'{self.types.by_value(p.type, place)} {p.name}{{}};')
+        call, arguments = f'{target}.{operation.name}(', [p.name for p in operation.parameters]
+        returned = [p.name for p in operation.parameters if p.direction != IN]
+        if not returned:
+            out.wrapped(('return ' if operation.result is not None else '') + call, arguments, ');')
+            return
+        if operation.result is not None:
+            out.wrapped(f'auto {result} = {call}', arguments, ');')
+            returned.insert(0, result)
+        else:
+            out.wrapped(call, arguments, ');')
+        if len(returned) == 1:
+            out.add(f'return {returned[0]};')
+        else:
+            tuple_type = self.outcome(operation, place)
+            out.wrapped(f'return {tuple_type}(' if len(tuple_type) < 60 else 'return std::tuple(', returned, ');')
 
     def exception_name(self, decl, place: Place) -> str:
         return self.types.scoped_name(tuple(decl.scopedName()), place)
@@ -209,6 +292,9 @@ class Stub(InterfaceItem):
         for operation in self.operations:
             out.gap()
             self.definition(out, operation)
+            if self.asynchronous(operation):
+                out.gap()
+                self.asynchronous_definition(out, operation)
 
     def definition(self, out: Lines, operation: Operation) -> None:
         result = operation.result_type(self.types, Place(self.namespace))

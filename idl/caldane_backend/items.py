@@ -195,7 +195,6 @@ class Struct(Item):
         out.add(f'{self.name}() = default;')
         explicit = 'explicit ' if len(self.members) == 1 else ''
         given = [f'{self.member_type(member)} {member.name}_' for member in self.members]
-        plain = all(self.is_plain(member) for member in self.members)
         taken = [f'{member.name}({member.name}_)' if self.is_plain(member) else
                  f'{member.name}(std::move({member.name}_))' for member in self.members]
         head = f'{explicit}{self.name}('
@@ -212,7 +211,6 @@ class Struct(Item):
                 out.add(*((': ' if index == 0 else '  ') + part + (' {}' if index == len(taken) - 1 else ',')
                           for index, part in enumerate(taken)))
             out.depth -= 1
-        self.context.uses_move = self.context.uses_move or not plain
 
     @staticmethod
     def is_plain(member: Member) -> bool:

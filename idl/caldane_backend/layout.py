@@ -26,10 +26,10 @@ class Lines:
         """`head` ends with an opening bracket, `tail` begins with the closing one."""
         self.lines.extend(wrap(head, items, tail, self.depth))
 
-    def document(self, text: list[str]) -> None:
+    def document(self, text: list[str], mark: str = '///') -> None:
         for line in text:
             for part in textwrap.wrap(line, WIDTH - 4 - 4 * self.depth, break_long_words=False) or ['']:
-                self.add(('/// ' + part).rstrip())
+                self.add(f'{mark} {part}'.rstrip())
 
     def text(self) -> str:
         return '\n'.join(self.lines).rstrip('\n') + '\n'

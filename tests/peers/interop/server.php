@@ -17,7 +17,7 @@ class InteropTest {
     public function echoInOut($text, $number) {
         $twice = $number * 2;
         $twice = ($twice + 2147483648) % 4294967296 - 2147483648;
-        return ['return' => "<$text/$number>", 'inoutString' => strtoupper($text), 'outputInteger' => (int) $twice];
+        return ['return' => "$text/$number", 'inoutString' => strtoupper($text), 'outputInteger' => (int) $twice];
     }
     public function raiseFault($reason) {
         throw new SoapFault('Server', $reason, null, (object) ['reason' => $reason], 'InteropFault');

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include <caldane/arg_list.h>
+#include <caldane/async.h>
 #include <caldane/basic.h>
 #include <caldane/boolean.h>
 #include <caldane/call_info.h>
