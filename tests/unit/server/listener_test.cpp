@@ -188,6 +188,7 @@ TEST_F(RunningServer, ClosesWhatComesToASecureListenerWithoutCredentials) {
     _IOP_Profile profile;
     ASSERT_TRUE(list.front(&profile));
     RawClient client(_SOAP_Profile::narrow(profile)->port());
+    ASSERT_TRUE(client.send(call(1)));  // a silent one would be kept away
     EXPECT_TRUE(client.ended());
     EXPECT_TRUE(serves());
 }
