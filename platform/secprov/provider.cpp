@@ -225,6 +225,8 @@ SecurityFunctionTableA make_table() {
 
 extern "C" SecurityFunctionTableA* InitSecurityInterfaceA() {
     static SecurityFunctionTableA table = make_table();
-    // The program's own handling of signals and its end are none of OpenSSL's business.
-    return OPENSSL_init_ssl(OPENSSL_INIT_LOAD_CONFIG, nullptr) == 1 ? &table : nullptr;
+    // It must not clean up when the process begins to end: threads that still run would lose what they have
+    // in it.
+    return OPENSSL_init_ssl(OPENSSL_INIT_LOAD_CONFIG | OPENSSL_INIT_NO_ATEXIT, nullptr) == 1 ? &table
+                                                                                             : nullptr;
 }

@@ -250,8 +250,9 @@ class HostileClients(unittest.TestCase):
         descriptors, resident = self.server.descriptors(), self.server.resident()
         round_of(500)
         self.await_descriptors(descriptors)
-        # A context that stays costs some 60 kB, 500 of them 30 MB.
-        self.assertLess(self.server.resident() - resident, 4000)
+        # A context that stays costs some 60 kB, 500 of them 30 MB. A sanitizer holds memory back, but looks itself.
+        if 'libasan' not in self.server.maps():
+            self.assertLess(self.server.resident() - resident, 4000)
         self.assertIn('exit code 0', self.server.stop())
 
     def test_the_server_ends_in_mid_handshake(self):
