@@ -17,7 +17,7 @@ help:
 demo:
 	@scripts/setup demo
 	@cmake --preset release -DSOAP_BUILD_TESTS=OFF -DSOAP_BUILD_BENCH=OFF > build-demo.log 2>&1 || { cat build-demo.log; exit 1; }
-	@cmake --build build -j $(JOBS) --target bank_server bank_client soap_tap
+	@cmake --build build -j $(JOBS) --target bank_server bank_client hello_server hello_client soap_tap soapcall
 	@rm -f build-demo.log
 	@scripts/demo build/bin
 
