@@ -15,6 +15,7 @@
 #include <caldane/transport.h>
 
 #include "object_adapter.h"
+#include "service_manager.h"
 
 namespace {
 
@@ -29,6 +30,18 @@ struct StopSignal {
     void wait() {
         while (sem_wait(&semaphore) != 0 && errno == EINTR) {
         }
+    }
+    /// False when the time was up first.
+    bool wait_for(std::chrono::microseconds time) {
+        timespec end{};
+        clock_gettime(CLOCK_MONOTONIC, &end);
+        const std::chrono::nanoseconds sum = std::chrono::nanoseconds(end.tv_nsec) + time;
+        end.tv_sec += static_cast<time_t>(std::chrono::duration_cast<std::chrono::seconds>(sum).count());
+        end.tv_nsec = static_cast<long>((sum % std::chrono::seconds(1)).count());
+        while (sem_clockwait(&semaphore, CLOCK_MONOTONIC, &end) != 0) {
+            if (errno != EINTR) return false;
+        }
+        return true;
     }
     sem_t semaphore;
 };
@@ -101,6 +114,18 @@ private:
     std::thread thread;
 };
 
+/// Waits for the wish to stop; meanwhile, whoever started the process learns that it lives.
+void await_stop() {
+    ServiceManager& manager = ServiceManager::instance();
+    manager.ready();
+    if (manager.interval().count() > 0) {
+        while (!stop_signal().wait_for(manager.interval())) manager.check();
+    } else {
+        stop_signal().wait();
+    }
+    manager.stopping();
+}
+
 }  // namespace
 
 void ObjectAdapter::run() {
@@ -113,7 +138,7 @@ void ObjectAdapter::run() {
         threads.push_back(std::make_unique<ServerThread>(server));
     for (const auto& thread : threads) thread->await_start();
     const auto started = std::chrono::steady_clock::now();
-    stop_signal().wait();
+    await_stop();
     std::this_thread::sleep_until(started + kSettling);
     for (const auto& thread : threads) thread->end();
     static_cast<void>(Dispatcher::drain(kDrainSeconds));
