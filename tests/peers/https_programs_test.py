@@ -114,6 +114,18 @@ class TheClient(unittest.TestCase):
                 self.assertEqual(server.versions, [name])
                 server.close()
 
+    def test_the_trace_holds_what_was_said_inside_and_no_more(self):
+        server = https.TlsServer(self.mine.server)
+        trace = os.path.join(https.WORK, 'trace')
+        self.assertEqual(https.call(self.mine, f'-DSOAP_TRACE={trace}', server.url, 'exists', 'alice').code, 0)
+        server.close()
+        with open(trace, 'rb') as file:
+            text = file.read()
+        for part in (b'POST /bank HTTP/1.0', b'<account>alice</account>', b'<return>true</return>'):
+            self.assertEqual(text.count(part), 1, text)
+        # Each request ends where its envelope does: nothing that the encryption adds is counted as text.
+        self.assertNotIn(b'\0', text)
+
     def test_certificates_of_the_client(self):
         for version in (ssl.TLSVersion.TLSv1_2, ssl.TLSVersion.TLSv1_3):
             server = https.TlsServer(self.mine.server, version, clients=self.mine.authority)
