@@ -59,7 +59,8 @@ class Checks:
         elif isinstance(decl, idlast.Native):
             self.fault(decl, 'native', f"the native type '{decl.identifier()}' cannot be carried")
         elif isinstance(decl, (idlast.Value, idlast.ValueAbs, idlast.ValueBox, idlast.ValueForward)):
-            self.fault(decl, 'valuetype', f"the valuetype '{decl.identifier()}' cannot be carried; use a struct")
+            reason = f"the valuetype '{decl.identifier()}' cannot be carried; use a struct"
+            self.fault(decl, 'valuetype', reason)
 
     def distinct(self, declarations) -> None:
         """IDL tells no names of one scope apart by case."""
@@ -77,7 +78,8 @@ class Checks:
     def interface(self, decl) -> None:
         if decl.abstract() or decl.local():
             kind = 'abstract' if decl.abstract() else 'local'
-            self.fault(decl, kind, f"the {kind} interface '{decl.identifier()}' cannot be called from elsewhere")
+            reason = f"the {kind} interface '{decl.identifier()}' cannot be called from elsewhere"
+            self.fault(decl, kind, reason)
         self.distinct(named(decl.contents()))
         for part in decl.contents():
             if isinstance(part, idlast.Operation):

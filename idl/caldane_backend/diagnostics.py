@@ -22,7 +22,7 @@ def source_lines(path: str) -> list[str]:
 
 
 def find(path: str, line: int, pattern: str, reach: int = 3) -> tuple[int, int]:
-    """Line and column of the first match at `line` or in the few lines behind it, for declarations that go on."""
+    """Line and column of the first match at `line` or, since declarations go on, in the few lines behind it."""
     lines = source_lines(path)
     for number in range(line, min(line + reach, len(lines)) + 1):
         match = re.search(pattern, lines[number - 1])

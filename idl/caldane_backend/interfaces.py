@@ -131,7 +131,8 @@ class Stub(InterfaceItem):
         self.parts = []
         for part in decl.contents():
             if isinstance(part, idlast.Typedef):
-                self.parts.extend(Typedef(context, declarator, part.aliasType()) for declarator in part.declarators())
+                self.parts.extend(Typedef(context, declarator, part.aliasType())
+                                  for declarator in part.declarators())
             elif isinstance(part, idlast.Const):
                 self.parts.append(Constant(context, part))
 
@@ -180,7 +181,8 @@ class Stub(InterfaceItem):
         declared = [operation for operation in self.operations if self.asynchronous(operation)]
         if not declared:
             return
-        out.document(['The same calls, made by a worker thread; a future gives the result and the out parameters.'])
+        out.document(['The same calls, made by a worker thread; '
+                      'a future gives the result and the out parameters.'])
         for operation in declared:
             self.future_function(out, operation, self.inside, '', ') const;')
         out.gap()
@@ -189,7 +191,8 @@ class Stub(InterfaceItem):
         self.aliases(out, self.nested)
         for part in self.parts:
             part.document(out)
-            out.add(part.line(self.inside, 'static') if isinstance(part, Constant) else part.line(self.inside))
+            storage = ['static'] if isinstance(part, Constant) else []
+            out.add(part.line(self.inside, *storage))
         out.gap()
 
     def document_operation(self, out: Lines, operation: Operation) -> None:
@@ -202,7 +205,7 @@ class Stub(InterfaceItem):
         out.document(text)
 
     def asynchronous(self, operation: Operation) -> str:
-        """The name of the function that gives a future; empty where nothing is waited for, or the name is taken."""
+        """The name of the function that gives a future; empty where there is nothing to wait for."""
         name = operation.name + '_async'
         taken = any(other.name == name for other in self.operations)
         return '' if operation.oneway or operation.wire_name.startswith('_') or taken else name
@@ -215,10 +218,11 @@ class Stub(InterfaceItem):
 
     def given(self, operation: Operation, place: Place) -> list[str]:
         """The parameters that go to the object; what comes back changed is a value of the call's own."""
-        return [f'{self.types.by_value(p.type, place) if p.direction == INOUT else self.passed(p, place)} {p.name}'
-                for p in operation.parameters if p.direction != OUT]
+        return [f'{self.passed(p, place)} {p.name}' for p in operation.parameters if p.direction != OUT]
 
     def passed(self, parameter: Parameter, place: Place) -> str:
+        if parameter.direction == INOUT:
+            return self.types.by_value(parameter.type, place)
         return self.types.parameter(parameter.type, place, True, False)
 
     def future_function(self, out: Lines, operation: Operation, place: Place, prefix: str, tail: str) -> None:
@@ -226,7 +230,8 @@ class Stub(InterfaceItem):
         outcome = self.outcome(operation, place)
         head = f'{prefix}{self.asynchronous(operation)}('
         given = self.given(operation, self.inside)
-        if 4 * out.depth + len(outcome) + len(head) + 14 + max([len(tail)] + [len(item) + 1 for item in given]) <= WIDTH:
+        longest = max([len(tail)] + [len(item) + 1 for item in given])
+        if 4 * out.depth + len(outcome) + len(head) + 14 + longest <= WIDTH:
             out.wrapped(f'std::future<{outcome}> {head}', given, tail)
             return
         if outcome.startswith('std::tuple<'):
@@ -272,7 +277,8 @@ class Stub(InterfaceItem):
             out.add(f'return {returned[0]};')
         else:
             tuple_type = self.outcome(operation, place)
-            out.wrapped(f'return {tuple_type}(' if len(tuple_type) < 60 else 'return std::tuple(', returned, ');')
+            made = tuple_type if len(tuple_type) < 60 else 'std::tuple'
+            out.wrapped(f'return {made}(', returned, ');')
 
     def exception_name(self, decl, place: Place) -> str:
         return self.types.scoped_name(tuple(decl.scopedName()), place)
@@ -386,7 +392,8 @@ class Skeleton(InterfaceItem):
         arguments = [literal(operation.wire_name)]
         table = []
         if operation.parameters:
-            table = [f'{{{literal(p.wire_name)}, {("IN", "OUT", "INOUT")[p.direction]}}}' for p in operation.parameters]
+            table = [f'{{{literal(p.wire_name)}, {("IN", "OUT", "INOUT")[p.direction]}}}'
+                     for p in operation.parameters]
             arguments.append('{' + ', '.join(table) + '}')
         if operation.raises:
             place = Place(self.namespace)

@@ -1,5 +1,8 @@
 # SPDX-License-Identifier: MIT
-"""The types of IDL, one class a construct: each writes its class into the header and its description into the source."""
+"""The types of IDL, one class a construct.
+
+Each writes its class into the header and its description into the source.
+"""
 from omniidl import idltype
 
 from . import names
@@ -167,7 +170,8 @@ class Member:
 
 
 def members_of(decl) -> list[Member]:
-    return [Member(declarator, member.memberType()) for member in decl.members() for declarator in member.declarators()]
+    return [Member(declarator, member.memberType())
+            for member in decl.members() for declarator in member.declarators()]
 
 
 class Struct(Item):

@@ -13,8 +13,8 @@ class Options:
     header_path: str                              # where the results go
     source_path: str
     header_name: str                              # how the source includes its header
-    includes: list[str] = dataclasses.field(default_factory=list)      # headers of directly included IDL files
-    pragmas: list[list] = dataclasses.field(default_factory=list)      # [text, file, line] of #pragma namespace
+    includes: list[str] = dataclasses.field(default_factory=list)  # headers of directly included IDL files
+    pragmas: list[list] = dataclasses.field(default_factory=list)  # [text, file, line] of #pragma namespace
     description_path: str = ''                    # where a description goes, in place of C++
 
     @classmethod

@@ -12,13 +12,15 @@ STORED = {
     idltype.tk_boolean: '_Caldane_Boolean', idltype.tk_char: 'char', idltype.tk_octet: 'unsigned char',
     idltype.tk_any: '_Caldane_Any', idltype.tk_TypeCode: '_Caldane_TypeRef', idltype.tk_void: 'void',
 }
-PRIMITIVES = frozenset((idltype.tk_short, idltype.tk_long, idltype.tk_ushort, idltype.tk_ulong, idltype.tk_float,
-                        idltype.tk_double, idltype.tk_boolean, idltype.tk_char, idltype.tk_octet))
+PRIMITIVES = frozenset((idltype.tk_short, idltype.tk_long, idltype.tk_ushort, idltype.tk_ulong,
+                        idltype.tk_float, idltype.tk_double, idltype.tk_boolean, idltype.tk_char,
+                        idltype.tk_octet))
 
 # What has no form on the wire: how it is written in IDL, and what to tell.
 REFUSED = {
     idltype.tk_longlong: ('long long', 'the type long long cannot be carried; use double or string'),
-    idltype.tk_ulonglong: ('unsigned long long', 'the type unsigned long long cannot be carried; use double or string'),
+    idltype.tk_ulonglong: ('unsigned long long',
+                           'the type unsigned long long cannot be carried; use double or string'),
     idltype.tk_longdouble: ('long double', 'the type long double cannot be carried; use double'),
     idltype.tk_wchar: ('wchar', 'the type wchar cannot be carried; use string'),
     idltype.tk_wstring: ('wstring', 'the type wstring cannot be carried; use string'),
@@ -65,7 +67,9 @@ class Types:
         if place.inside(scoped[:-1]) and not hoisted:
             return names.cxx(scoped[-1])
         namespace = self.namespace(scoped)
-        prefix = '' if namespace == place.namespace else '::' + ''.join(names.cxx(part) + '::' for part in namespace)
+        prefix = ''
+        if namespace != place.namespace:
+            prefix = '::' + ''.join(names.cxx(part) + '::' for part in namespace)
         if scoped[:-1] in self.interfaces and not hoisted:
             return prefix + self.class_name(scoped[:-1]) + '::' + names.cxx(scoped[-1])
         return prefix + self.class_name(scoped)
