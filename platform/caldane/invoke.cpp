@@ -117,11 +117,13 @@ std::string plain(const _Caldane_String& value) {
 }
 
 /// What the transport described, with the message of the exception where that says more.
-std::string reason(const _Caldane_ExceptionBase& exception, const _Caldane_CallInfo& info) {
+std::string reason(const _Caldane_SystemException& exception, const _Caldane_CallInfo& info) {
     std::string message = plain(exception.message_text());
     std::string described = plain(_Caldane_CallDiagnostics::text(info));
     if (described.empty()) return message;
-    if (message.empty() || message == described) return described;
+    // Of a request that could not be written there is no answer whose status could tell more.
+    const bool answered = exception.kind() != _Caldane_SystemException::MARSHAL;
+    if (message.empty() || message == described || !answered) return described;
     return described + " (" + message + ")";
 }
 
@@ -129,7 +131,7 @@ std::string reason(const _Caldane_ExceptionBase& exception, const _Caldane_CallI
                         const _Caldane_ExceptionBase& stored, const std::string& endpoint) {
     const std::string name = plain(operation.name);
     if (const auto* system = dynamic_cast<const _Caldane_SystemException*>(&stored)) {
-        throw Caldane::SystemError(system->kind(), reason(stored, info), name, endpoint);
+        throw Caldane::SystemError(system->kind(), reason(*system, info), name, endpoint);
     }
     for (std::size_t i = 0; i < operation.exceptions.count; ++i) operation.exceptions.table[i].raise(stored);
     throw Caldane::SystemError(
