@@ -114,6 +114,15 @@ class TheClient(unittest.TestCase):
                 self.assertEqual(server.versions, [name])
                 server.close()
 
+    def test_every_kind_of_value_between_our_own_programs(self):
+        server = https.SecureServer(self.mine, '-DZOLT_SSL_CLIENT_AUTH', program='interop_server')
+        result = https.call(self.mine, '-DZOLT_SSL', '-DZOLT_SSL_USR=caldane client', server.url, program='interop_client')
+        self.assertEqual((result.code, 'FAIL' in result.out), (0, False), result)
+        self.assertGreater(result.out.count('PASS'), 50)
+        text = server.stop()
+        self.assertIn('exit code 0', text)
+        self.assertIn('Auth succeeded', text)
+
     def test_the_trace_holds_what_was_said_inside_and_no_more(self):
         server = https.TlsServer(self.mine.server)
         trace = os.path.join(https.WORK, 'trace')

@@ -74,26 +74,28 @@ def environment(certificates: Certificates) -> dict[str, str]:
     preload = os.path.join(bank.BUILD, 'lib', 'libtest_names.so')
     checks = os.environ.get('ASAN_OPTIONS', '') + ':verify_asan_link_order=0'
     return {**os.environ, 'CALDANE_CERTS': certificates.folder, 'LD_PRELOAD': os.path.abspath(preload),
+            'TEST_HOST_NAME': HOST,
             'ASAN_OPTIONS': checks.lstrip(':')}
 
 
-def call(certificates: Certificates, *arguments: str) -> bank.Result:
-    """A run of the bank's client."""
-    return bank.Result(run(os.path.join(bank.BIN, 'bank_client'), *arguments, env=environment(certificates)))
+def call(certificates: Certificates, *arguments: str, program: str = 'bank_client') -> bank.Result:
+    """A run of the bank's client, or of another one."""
+    return bank.Result(run(os.path.join(bank.BIN, program), *arguments, env=environment(certificates)))
 
 
 class SecureServer:
-    """A bank_server with --secure on a port of its own."""
+    """A bank_server with --secure, or another server of the examples, on a port of its own."""
 
-    def __init__(self, certificates: Certificates, *options: str, secure: bool = True, usr: str | None = HOST):
+    def __init__(self, certificates: Certificates, *options: str, secure: bool = True, usr: str | None = HOST,
+                 program: str = 'bank_server'):
         self.log = tempfile.NamedTemporaryFile('w+', dir=WORK)
         flags = ['--secure'] if secure else []
         chosen = [f'-DZOLT_SSL_USR={usr}'] if usr else []
         self.process = subprocess.Popen(
-            [os.path.join(bank.BIN, 'bank_server'), *chosen, *options, *flags, '--listen', f'{HOST}:0'],
+            [os.path.join(bank.BIN, program), *chosen, *options, *flags, '--listen', f'{HOST}:0'],
             stdout=self.log, stderr=subprocess.STDOUT, env=environment(certificates))
         deadline = time.monotonic() + 20
-        while not (ready := re.search(r'^ready (\w+://[^:]+:(\d+)/bank)$', self.text(), re.M)):
+        while not (ready := re.search(r'^ready (\w+://[^:]+:(\d+)/\w+)$', self.text(), re.M)):
             if time.monotonic() > deadline or self.process.poll() is not None:
                 raise RuntimeError('the server did not start:\n' + self.text())
             time.sleep(0.01)

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 
-// A library for LD_PRELOAD: host names that end in ".test" are this machine's loopback address, as an entry of
-// the system's host table would make them. For tests of certificates, which are made for names.
+// A library for LD_PRELOAD: host names that end in ".test" are this machine's loopback address, as an entry
+// of the system's host table would make them, and this machine's own name is TEST_HOST_NAME, if that is set.
+// For tests of certificates, which are made for names.
 
 #include <dlfcn.h>
 #include <netdb.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -25,4 +28,14 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* na
         (*result)->ai_canonname = strdup(name);
     }
     return failure;
+}
+
+extern "C" __attribute__((visibility("default"))) int gethostname(char* buffer, std::size_t size) noexcept {
+    using Ask = int (*)(char*, std::size_t);
+    static const Ask system_name = reinterpret_cast<Ask>(dlsym(RTLD_NEXT, "gethostname"));
+    const char* const told = std::getenv("TEST_HOST_NAME");
+    if (told == nullptr) return system_name(buffer, size);
+    if (std::strlen(told) >= size) return errno = ENAMETOOLONG, -1;
+    std::strcpy(buffer, told);
+    return 0;
 }
