@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 
-// bank_server [-Dname=value]... [--latin1] [--secure] --listen HOST:PORT: serves the bank's teller at the path /bank.
+// bank_server [-Dname=value]... [--latin1] [--secure] --listen HOST:PORT: serves the bank's teller at the
+// path /bank.
 
 #include <iostream>
 #include <string>
 #include <string_view>
 
-#include "../secure_option.h"
-#include "../text_option.h"
+#include "../server_main.h"
 #include "teller_impl.h"
 
 namespace {
@@ -18,33 +18,17 @@ constexpr char kUsage[] =
     "'ready URL' when it accepts calls. Ends on SIGTERM or SIGINT, after the calls that are running.\n"
     "-help lists the properties of the transport.\n";
 
-int serve(const std::string& address, bool secure) {
+void serve(const std::string& address, bool secure) {
     TellerImpl teller;
     SOA::publish(teller, "bank", address + "/bank", secure);
     std::cout << "ready " << SOA::reference(teller).url() << std::endl;
     SOA::run();
     Caldane::shutdown();
     std::cout << "notes=" << teller.notes() << std::endl;
-    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
-        if (!Caldane::init(argc, argv)) {
-            std::cout << kUsage << kTextOptionHelp << kSecureOptionHelp;
-            return 0;
-        }
-        choose_text(argc, argv);
-        const bool secure = choose_secure(argc, argv);
-        if (argc != 3 || std::string_view(argv[1]) != "--listen") {
-            std::cerr << kUsage << kTextOptionHelp << kSecureOptionHelp;
-            return 64;
-        }
-        return serve(argv[2], secure);
-    } catch (const std::exception& error) {
-        std::cerr << "bank_server: " << error.what() << '\n';
-        return 1;
-    }
+    return server_main(argc, argv, "bank_server", kUsage, &serve);
 }

@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "../secure_option.h"
-#include "../text_option.h"
+#include "../server_main.h"
 #include "interop_impl.h"
 #include "shapes_impl.h"
 
@@ -22,7 +21,7 @@ constexpr char kUsage[] =
     "first\n"
     "when it accepts calls. Ends on SIGTERM or SIGINT. -help lists the properties of the transport.\n";
 
-int serve(const std::string& address, bool secure) {
+void serve(const std::string& address, bool secure) {
     InteropTestImpl interop;
     ShapesImpl shapes;
     SOA::publish(interop, "interop", address + "/interop", secure);
@@ -32,26 +31,10 @@ int serve(const std::string& address, bool secure) {
     std::cout << "ready " << url << std::endl;
     SOA::run();
     Caldane::shutdown();
-    return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    try {
-        if (!Caldane::init(argc, argv)) {
-            std::cout << kUsage << kTextOptionHelp << kSecureOptionHelp;
-            return 0;
-        }
-        choose_text(argc, argv);
-        const bool secure = choose_secure(argc, argv);
-        if (argc != 3 || std::string_view(argv[1]) != "--listen") {
-            std::cerr << kUsage << kTextOptionHelp << kSecureOptionHelp;
-            return 64;
-        }
-        return serve(argv[2], secure);
-    } catch (const std::exception& error) {
-        std::cerr << "interop_server: " << error.what() << '\n';
-        return 1;
-    }
+    return server_main(argc, argv, "interop_server", kUsage, &serve);
 }

@@ -44,7 +44,7 @@ public:
     void unbind() {
         if (client == nullptr) return;
         {
-            const std::lock_guard lock(TransportTable::instance().mutex);
+            const BindingLock lock;
             if (profile->binding() == client) profile->unbind();
         }
         release();
@@ -62,14 +62,13 @@ private:
 };
 
 bool take_last_bound(_IOP_IOR& ior, BoundClient& bound) {
-    const std::lock_guard lock(TransportTable::instance().mutex);
+    const BindingLock lock;
     return bound.take(_Caldane_BoundCall::last_bound(ior));
 }
 
 bool bind_anew(const _Caldane_Object& target, _IOP_IOR& ior, BoundClient& bound) {
-    TransportTable& table = TransportTable::instance();
-    const std::lock_guard lock(table.mutex);
-    for (_Caldane_Transport_Info* transport : table.transports) {
+    const BindingLock lock;
+    for (_Caldane_Transport_Info* transport : TransportTable::instance().transports) {
         if (!bound.take(transport->bind_profile(target, 0))) continue;
         _Caldane_BoundCall::remember(ior, bound.profile);
         return true;

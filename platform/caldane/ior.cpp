@@ -18,10 +18,9 @@ thread_local const _Caldane_BoundCall* current_call = nullptr;
 /// What the transports would reach the object at a URL through.
 std::vector<_IOP_Profile> profiles_of(const _Caldane_String& url) {
     const _Caldane_Object object(_IOP_IOR::from_url(url));
-    TransportTable& table = TransportTable::instance();
-    const std::lock_guard lock(table.mutex);
+    const BindingLock lock;
     std::vector<_IOP_Profile> profiles;
-    for (_Caldane_Transport_Info* transport : table.transports) {
+    for (_Caldane_Transport_Info* transport : TransportTable::instance().transports) {
         const _IOP_Profile bound = transport->bind_profile(object, 0);
         if (!bound.valid()) continue;
         const _IOP_Profile own(bound->tag(), bound->data());
@@ -84,7 +83,7 @@ void _IOP_IOR::_release() noexcept {
 }
 
 const std::vector<_IOP_Profile>& _IOP_IOR::handed_on() const {
-    if (!profiles_.empty() || url_.is_null()) return profiles_;
+    if (!profiles_.empty() || url_.is_null() || BindingLock::held()) return profiles_;
     try {
         std::call_once(url_looked_at, [this] { url_profiles = profiles_of(url_); });
     } catch (const std::bad_alloc&) {

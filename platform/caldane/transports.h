@@ -16,3 +16,20 @@ struct TransportTable {
     std::mutex mutex;
     std::vector<_Caldane_Transport_Info*> transports;
 };
+
+/// The binding mutex, held. A transport that is asked to bind may ask a reference for its profiles, which must
+/// not start a binding of its own: `held()` tells that this thread is in one.
+class BindingLock {
+public:
+    BindingLock() : guard(TransportTable::instance().mutex) { here = true; }
+    BindingLock(const BindingLock&) = delete;
+    BindingLock& operator=(const BindingLock&) = delete;
+    ~BindingLock() { here = false; }
+
+    static bool held() { return here; }
+
+private:
+    static inline thread_local bool here = false;
+
+    std::lock_guard<std::mutex> guard;
+};

@@ -40,6 +40,8 @@ _Caldane_Boolean _SOAP_InStream::demarshal(_Caldane_TxType& value) {
         // Without types in the message, a value whose element is missing is nil.
         if (parser->peekEvent() == TEXT) parser->next();
         if (parser->peekEvent() != START_TAG) {
+            // Costs the message nothing, so that a declared array could ask for any number of them.
+            if (!may_make(1)) return _Caldane_FALSE;
             value.is_nil(true);
             return _Caldane_TRUE;
         }

@@ -54,8 +54,9 @@ int _SOAP_InStream::read_text(const char** text) {
 
 int _SOAP_InStream::read_payload(const char** text) {
     if (!payload_) payload_.reset(new CBufferedOutputStream());
-    if (!payload_ || payload_->status() != 0) return 0;
+    if (!payload_) return 0;
     payload_->flush();
+    if (payload_->status() != 0) return 0;
     for (;;) {
         const int event = parser->next();
         if (event == XML_END_DOCUMENT) return 0;
@@ -67,6 +68,7 @@ int _SOAP_InStream::read_payload(const char** text) {
         const bool ends = event == XML_END_TAG;
         if (is_payload(name)) {
             if (!ends) continue;
+            if (payload_->status() != 0) return 0;
             *text = payload_->text();
             return payload_->length();
         }

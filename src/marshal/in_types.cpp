@@ -4,7 +4,6 @@
 #include <limits>
 #include <string_view>
 
-#include "http/http_message.h"
 #include "marshal/names.h"
 #include "marshal/number_text.h"
 #include "marshal/soap_in_stream.h"
@@ -100,16 +99,6 @@ bool _SOAP_InStream::may_make(std::int64_t elements) {
     return elements_made <= elements_brought + kMaxUnsent;
 }
 
-/// The same for elements that a type declares and that are all made before the first is read. Each takes four
-/// bytes at least when it comes, so a message of a known length is believed for as many.
-bool _SOAP_InStream::may_declare(std::int64_t elements) {
-    if (may_make(elements)) return true;
-    constexpr std::int64_t kShortest = 4;
-    const char* length = message == nullptr ? nullptr : message->GetIncomingHeader("Content-Length");
-    return length != nullptr &&
-           elements_made <= elements_brought + kMaxUnsent + integer_in(length) / kShortest;
-}
-
 /// Reads the type that the attributes of the element ahead tell, and moves nothing.
 int _SOAP_InStream::demarshal_type(_Caldane_TxType& value) {
     _Caldane_TypeRef* type = _Caldane_TypeRef::_down_cast(_Caldane_AnyRef(value));
@@ -137,7 +126,7 @@ _Caldane_Boolean _SOAP_TypeInStream::demarshal(_Caldane_ULong& out) {
         if (marked_nil(*outer_parser)) break;
         const std::int64_t declared = integer_in(bracket + 1);
         const std::int64_t most = std::numeric_limits<std::int32_t>::max();
-        if (declared < 0 || declared > most || !outer.may_declare(declared)) return _Caldane_FALSE;
+        if (declared < 0 || declared > most || !outer.may_make(declared)) return _Caldane_FALSE;
         out = static_cast<_Caldane_ULong>(declared);
         break;
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "marshal/index_list.h"
 
+#include <algorithm>
 #include <cstring>
 #include <limits>
 
@@ -43,4 +44,8 @@ IndexList IndexList::zeros(std::size_t dimensions) {
     IndexList list;
     list.numbers.assign(dimensions, 0);
     return list;
+}
+
+void IndexList::close() {
+    std::replace(numbers.begin(), numbers.end(), kOpen, std::int32_t{0});
 }

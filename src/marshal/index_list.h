@@ -18,6 +18,9 @@ public:
     /// One for each dimension.
     static IndexList zeros(std::size_t dimensions);
 
+    /// Takes a dimension of which nothing is said for the first index in it.
+    void close();
+
     bool found() const { return !numbers.empty(); }
     std::size_t count() const { return numbers.size(); }
     std::int32_t& operator[](std::size_t dimension) { return numbers[dimension]; }

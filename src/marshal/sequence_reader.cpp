@@ -11,6 +11,7 @@ SequenceReader::SequenceReader(_SOAP_InStream& stream, CXmlPullParser& source,
       typecodes(target.element_type().kind() == _Caldane_TypeRef::tk_TypeCode) {
     if (sizes.found()) dimensions = sizes.count();
     if (!index.found()) index = IndexList::zeros(dimensions);
+    index.close();
 }
 
 int SequenceReader::read() {
@@ -52,6 +53,7 @@ bool SequenceReader::move_to_position() {
         if (open_levels > 1 && !close_rows(1)) return false;
         index = IndexList::parse(parser, "position");
         if (!index.found()) index = IndexList::zeros(dimensions);
+        index.close();
         break;
     }
     return index.count() == dimensions;

@@ -138,7 +138,6 @@ private:
                     CXmlPullParser& source, int nesting);
 
     bool may_make(std::int64_t elements);
-    bool may_declare(std::int64_t elements);
 
     CSecureChannel* channel = nullptr;
     std::unique_ptr<CInputStream> socket_in;

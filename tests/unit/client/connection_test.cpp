@@ -103,14 +103,6 @@ TEST_F(Connection, NeedsAUnitOfTheSocketResource) {
     EXPECT_EQ(count(object_at(server.url()), 3), 3);
 }
 
-TEST_F(Connection, ThatIsToBeSecureFailsAtOnce) {
-    const auto start = Clock::now();
-    const Failure failure = failure_of(object_at("https://127.0.0.1:1/p"));
-    EXPECT_LT(seconds_since(start), 0.9);
-    EXPECT_EQ(failure.kind, Kind::COMM_FAILURE);
-    EXPECT_NE(failure.words.find("secure connections are not available in this build"), std::string::npos);
-}
-
 TEST_F(Connection, ThatTheServerClosesAfterEachReplyIsReplacedHundredTimes) {
     for (const char* header : {"", "Connection: close\r\n"}) {
         std::atomic<int> requests = 0;

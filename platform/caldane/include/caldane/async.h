@@ -11,8 +11,8 @@
 
 namespace Caldane {
 
-/// Has a worker of the dispatcher do `work`, which owns all that it needs, under the time limit for calls that
-/// the calling thread has now. The future gives what it returns, or throws what it threw. Calls to one
+/// Has a worker of the dispatcher do `work`, which owns all that it needs, under the time limit for calls
+/// that the calling thread has now. The future gives what it returns, or throws what it threw. Calls to one
 /// endpoint share its connection: they take turns.
 template <class Work>
 std::future<std::invoke_result_t<Work&>> run_async(Work work) {

@@ -189,7 +189,8 @@ public:
         secure.store(static_cast<bool>(flag), std::memory_order_relaxed);
     }
 
-    /// What the reference is handed on with: for one that came from a URL, what the transports make of it.
+    /// What the reference is handed on with: for one that came from a URL, what the transports make of it
+    /// (to a transport that is just asked to bind: what it was born with, none).
     _IOP_ProfileIter profiles() const { return _IOP_ProfileIter(handed_on(), true, 0); }
     /// Of those that it was born with, the ones of a tag.
     _IOP_ProfileIter profiles(_Caldane_ULong tag) const { return _IOP_ProfileIter(profiles_, false, tag); }

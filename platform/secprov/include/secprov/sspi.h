@@ -113,19 +113,19 @@ struct SecurityFunctionTableA {
     void* EnumerateSecurityPackagesA;
     void* QueryCredentialsAttributesA;
     /// Credentials for one direction from an SCHANNEL_CRED in `auth_data`.
-    SECURITY_STATUS (*AcquireCredentialsHandleA)
+    SECURITY_STATUS(*AcquireCredentialsHandleA)
     (const char* principal, const char* package, ULONG use, void* logon_id, void* auth_data, void* get_key,
      void* get_key_argument, CredHandle* credential, TimeStamp* expiry);
     SECURITY_STATUS (*FreeCredentialsHandle)(CredHandle* credential);
     void* Reserved2;
     /// One step of a client's handshake. Without a context it starts one; after the shutdown token it gives
     /// the close notify. Output tokens are the provider's, for `FreeContextBuffer`.
-    SECURITY_STATUS (*InitializeSecurityContextA)
+    SECURITY_STATUS(*InitializeSecurityContextA)
     (CredHandle* credential, CtxtHandle* context, const char* target, ULONG requirements, ULONG reserved1,
      ULONG representation, SecBufferDesc* input, ULONG reserved2, CtxtHandle* new_context,
      SecBufferDesc* output, ULONG* attributes, TimeStamp* expiry);
     /// The same for a server.
-    SECURITY_STATUS (*AcceptSecurityContext)
+    SECURITY_STATUS(*AcceptSecurityContext)
     (CredHandle* credential, CtxtHandle* context, SecBufferDesc* input, ULONG requirements,
      ULONG representation, CtxtHandle* new_context, SecBufferDesc* output, ULONG* attributes,
      TimeStamp* expiry);
@@ -147,11 +147,11 @@ struct SecurityFunctionTableA {
     void* Reserved8;
     void* QuerySecurityContextToken;
     /// Seals the data buffer in place; header and trailer buffers take what comes ahead and behind.
-    SECURITY_STATUS (*EncryptMessage)
+    SECURITY_STATUS(*EncryptMessage)
     (CtxtHandle* context, ULONG quality, SecBufferDesc* message, ULONG sequence);
     /// Opens the first records of a data buffer in place. On success one entry of the list is the plaintext
     /// and one, if any, what lies behind; an entry of plaintext is missing where the records held none.
-    SECURITY_STATUS (*DecryptMessage)
+    SECURITY_STATUS(*DecryptMessage)
     (CtxtHandle* context, SecBufferDesc* message, ULONG sequence, ULONG* quality);
     void* SetContextAttributesA;
 };
