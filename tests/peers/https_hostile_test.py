@@ -292,13 +292,14 @@ class TheServersOwnCertificate(unittest.TestCase):
             with open(certificates.server, 'w') as file:
                 file.write(text.split('-----BEGIN PRIVATE')[0])
         acquire = '**** Error 0x%s returned by AcquireCredentialsHandle\n'
+        missing = '**** Error 0x80092004 returned by CertFindCertificateInStore\n'
         none = 'No credentials are available in the security package. \n' + acquire % '8009030e'
         cases = [
             ('wrong_key', [], https.HOST, other_key, 'The credentials supplied to the package were not recognized. \n' +
              acquire % '8009030d'),
             ('no_key', [], https.HOST, no_key, none),
-            ('no_certificate', [], None, None, none),
-            ('not_there', [], 'nobody', None, '**** Error 0x80092004 returned by CertFindCertificateInStore\n'),
+            ('no_certificate', [], None, None, missing),
+            ('not_there', [], 'nobody', None, missing),
             ('ssl_3', ['-DZOLT_SSL_PROTO=3'], https.HOST, None, acquire % '80090331'),
             ('vendor', ['-DZOLT_SSL_VENDOR=3'], https.HOST, None, ''),
         ]
