@@ -17,8 +17,8 @@ struct TransportTable {
     std::vector<_Caldane_Transport_Info*> transports;
 };
 
-/// The binding mutex, held. A transport that is asked to bind may ask a reference for its profiles, which must
-/// not start a binding of its own: `held()` tells that this thread is in one.
+/// The binding mutex, held. A transport that is asked to bind may ask a reference for its profiles, which
+/// must not start a binding of its own: `held()` tells that this thread is in one.
 class BindingLock {
 public:
     BindingLock() : guard(TransportTable::instance().mutex) { here = true; }

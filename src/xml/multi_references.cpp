@@ -4,18 +4,11 @@
 #include <algorithm>
 
 #include "xml/byte_reader.h"
+#include "xml/lower_case.h"
 
 namespace {
 
 constexpr std::string_view kIdMarker = "id=\"";
-
-std::string lower_case(const CRefString& text) {
-    std::string lower(text.c_str());
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-    }
-    return lower;
-}
 
 }  // namespace
 

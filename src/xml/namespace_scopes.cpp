@@ -4,17 +4,7 @@
 #include <algorithm>
 #include <new>
 
-namespace {
-
-std::string lower_case(const CRefString& text) {
-    std::string lower(text.c_str());
-    for (char& c : lower) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-    }
-    return lower;
-}
-
-}  // namespace
+#include "xml/lower_case.h"
 
 int NamespaceScopes::slot_of(int depth) const {
     if (depth_count == 0) return 0;
