@@ -8,9 +8,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "last_error.h"
 #include "socket_lives.h"
@@ -56,27 +59,85 @@ int outcome(int system_result) {
     return system_result == 0 ? VQOK : vq_fail(errno);
 }
 
-/// A connect that a signal cut short goes on by itself; this waits for its end.
-int await_connect(int socket) {
+/// What `vqNetSetTimeout` has set, in milliseconds; -1 for no limit.
+int limit_of(int socket) {
     timeval limit{};
     socklen_t size = sizeof limit;
-    int wait = -1;
-    if (getsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, &size) == 0 &&
-        (limit.tv_sec | limit.tv_usec) != 0) {
-        wait = static_cast<int>(std::fmin(static_cast<double>(limit.tv_sec), 1e6)) * 1000 +
-               static_cast<int>(limit.tv_usec / 1000);
-    }
+    if (getsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &limit, &size) != 0 ||
+        (limit.tv_sec | limit.tv_usec) == 0)
+        return -1;
+    return static_cast<int>(std::fmin(static_cast<double>(limit.tv_sec), 1e6)) * 1000 +
+           static_cast<int>((limit.tv_usec + 999) / 1000);
+}
+
+/// Waits until the socket can be written to; 0 when `milliseconds` are over, negative at a failure.
+int await_writable(int socket, int milliseconds) {
     pollfd waiting{socket, POLLOUT, 0};
     int ready = 0;
     do {
-        ready = poll(&waiting, 1, wait);
+        ready = poll(&waiting, 1, milliseconds);
     } while (ready < 0 && errno == EINTR);
+    return ready;
+}
+
+/// A connect that a signal cut short goes on by itself; this waits for its end.
+int await_connect(int socket) {
+    const int ready = await_writable(socket, limit_of(socket));
     if (ready == 0) return vq_fail(ETIMEDOUT);
     int error = 0;
-    size = sizeof error;
+    socklen_t size = sizeof error;
     if (ready < 0 || getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) != 0) return vq_fail(errno);
     return error == 0 ? VQOK : vq_fail(error);
 }
+
+/// A send for which the system had no room: waits for as long as the peer takes some of it now and then.
+///
+/// The system's own limit is for a whole send, however large, and it calls a socket writable only when a good
+/// part of its buffer has become free. So what the peer acknowledges is looked at.
+class SendWait {
+public:
+    SendWait(int sender, bool in_time) : socket(sender), whole(in_time), limit(limit_of(sender)) {
+        if (limit < 0) return;
+        end = Clock::now() + std::chrono::milliseconds(limit);
+        acknowledged = vqNetAcknowledged(socket);
+    }
+
+    /// True once there is room; false, with the error set, when time is up or the wait failed.
+    bool await_room() {
+        for (;;) {
+            const int ready = await_writable(socket, next_step());
+            if (ready < 0) return vq_fail(errno), false;
+            const bool progress = ready > 0 || has_acknowledged();
+            if (limit >= 0 && progress && !whole) end = Clock::now() + std::chrono::milliseconds(limit);
+            if (limit >= 0 && Clock::now() >= end) return vq_fail(ETIMEDOUT), false;
+            if (ready > 0) return true;
+        }
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    /// Progress is looked for several times within the limit.
+    int next_step() const {
+        constexpr int kLooks = 8;
+        if (limit < 0) return -1;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+        const auto step = whole ? left : std::min<long long>(left, limit / kLooks + 1);
+        return static_cast<int>(std::max<long long>(step, 0));
+    }
+
+    bool has_acknowledged() {
+        const long long before = acknowledged;
+        acknowledged = vqNetAcknowledged(socket);
+        return acknowledged > before;
+    }
+
+    int socket;
+    bool whole;
+    int limit;
+    Clock::time_point end;
+    long long acknowledged = -1;
+};
 
 }  // namespace
 
@@ -182,10 +243,26 @@ static_assert(kVqSendMoreFollows == MSG_MORE);
 
 int vqNetSend(vqSocket socket, const char* data, int length, int flags) {
     if (length < 0) return vq_fail(EINVAL), -1;
+    const bool in_time = (flags & kVqSendInTime) != 0;
+    const int system_flags = (flags & ~kVqSendInTime) | MSG_NOSIGNAL | MSG_DONTWAIT;
+    int sent = 0;
+    std::optional<SendWait> wait;
     for (;;) {
-        const ssize_t count = send(socket, data, static_cast<std::size_t>(length), flags | MSG_NOSIGNAL);
-        if (count >= 0) return static_cast<int>(count);
-        if (errno != EINTR) return fail_with_time(socket, errno), -1;
+        const ssize_t count =
+            send(socket, data + sent, static_cast<std::size_t>(length - sent), system_flags);
+        if (count >= 0) {
+            sent += static_cast<int>(count);
+            if (sent == length) return sent;
+        } else if (errno == EINTR) {
+            continue;
+        } else if (errno != EAGAIN) {
+            return vq_fail(errno), sent > 0 ? sent : -1;
+        }
+        if (!wait) {
+            if (is_non_blocking(socket)) return sent > 0 ? sent : (vq_fail(EAGAIN), -1);
+            wait.emplace(socket, in_time);
+        }
+        if (!wait->await_room()) return sent > 0 ? sent : -1;
     }
 }
 

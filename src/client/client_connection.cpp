@@ -177,8 +177,9 @@ int ClientConnection::send(const char* data, int length, bool more) {
     int count = 0;
     if (arm_time()) {
         if (channel && more) channel->moreFollows();
-        count = channel ? channel->write(data, length)
-                        : vqNetSend(socket, data, length, more ? kVqSendMoreFollows : 0);
+        if (channel) channel->limitSends(deadline_);
+        const int flags = (more ? kVqSendMoreFollows : 0) | (socket_is_timed ? kVqSendInTime : 0);
+        count = channel ? channel->write(data, length) : vqNetSend(socket, data, length, flags);
         if (count < 0) fail("", vqNetErrorText());
     }
     if (count > 0) {

@@ -60,7 +60,9 @@ int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _
     message->AddRequestHeader(kHttpHost, endpoint.c_str());
     message->AddRequestHeader("SOAPAction", action.c_str());
     message->AddRequestHeader(kHttpConnection, kHttpKeepAlive);
-    return 1;
+    if (message->GetError() == 0) return 1;
+    diagnosis = "memory has ended";  // without its path or a header the request would be another one
+    return 0;
 }
 
 int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address, bool secure) {

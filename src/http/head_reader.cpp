@@ -91,6 +91,7 @@ int CHttpMessage::read_head(HeadInput& input) {
         if (!is_client() || status != 100) break;
         response_headers.Clear();
     }
+    if (error != 0) return 0;  // a lost field could be the one that frames the body
     header_read = true;
     return 1;
 }
@@ -170,5 +171,5 @@ void CHttpMessage::AddHeaderLine(char* line) {
     const char* value = colon + 1;
     while (is_blank(*name)) ++name;
     while (is_blank(*value)) ++value;
-    incoming().Set(name, value);
+    if (incoming().Set(name, value) == 0) error = kStreamNoMemory;
 }

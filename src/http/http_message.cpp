@@ -31,16 +31,9 @@ void CHttpMessage::set_text(char** field, const char* text) {
     *field = copy;
 }
 
-void CHttpMessage::AddRequestHeader(const char* name, const char* value) {
-    request_headers.Set(name, value);
-}
-
-void CHttpMessage::AddResponseHeader(const char* name, const char* value) {
-    response_headers.Set(name, value);
-}
-
-void CHttpMessage::AddOutgoingHeader(const char* name, const char* value) {
-    outgoing().Set(name, value);
+void CHttpMessage::add(CStringMap& headers, const char* name, const char* value) {
+    if (name == nullptr || value == nullptr) return;
+    if (headers.Set(name, value) == 0) error = kStreamNoMemory;
 }
 
 CBodyInputStream* CHttpMessage::OpenBodyReader(CInputStream* input, int own_input) {

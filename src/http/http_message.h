@@ -38,8 +38,8 @@ public:
     ~CHttpMessage();
 
     /// Parses the incoming head from `input`, once; a further call gives 1 right away. 0 for every head that
-    /// is cut off, malformed or beyond the limits above; what was parsed by then stays. From a
-    /// `CBufferedInputStream` it goes faster; nothing behind the head is taken from that.
+    /// is cut off, malformed or beyond the limits above, and when memory ends; what was parsed by then stays.
+    /// From a `CBufferedInputStream` it goes faster; nothing behind the head is taken from that.
     int ReadHeader(CInputStream* input);
     int ReadHeader(CBufferedInputStream* input);
 
@@ -54,7 +54,7 @@ public:
     COutputStream* OpenBodyWriter(COutputStream* output, int own_output);
 
     /// Files one complete header line ("name: value") among the incoming headers; drops one without ":".
-    /// Changes the text in place.
+    /// Changes the text in place. Without memory `GetError` is 2.
     void AddHeaderLine(char* line);
 
     /// Writes the outgoing head, once, in pieces: `output` should gather them.
@@ -80,15 +80,16 @@ public:
     /// Set by `WriteHeader`: the request asked for a connection that stays open.
     int IsKeepAlive() const { return keep_alive; }
 
-    // Nothing happens where one of both is null. A repeated name gives its entry a new value.
-    void AddRequestHeader(const char* name, const char* value);
-    void AddResponseHeader(const char* name, const char* value);
+    // Nothing happens where one of both is null. A repeated name gives its entry a new value. Without memory
+    // the header has no value or is missing, and `GetError` is 2.
+    void AddRequestHeader(const char* name, const char* value) { add(request_headers, name, value); }
+    void AddResponseHeader(const char* name, const char* value) { add(response_headers, name, value); }
     // Null if there is none; stays the message's, until the name is set again.
     const char* GetRequestHeader(const char* name) const { return request_headers.Get(name); }
     const char* GetResponseHeader(const char* name) const { return response_headers.Get(name); }
 
     const char* GetOutgoingHeader(const char* name) const override { return outgoing().Get(name); }
-    void AddOutgoingHeader(const char* name, const char* value) override;
+    void AddOutgoingHeader(const char* name, const char* value) override { add(outgoing(), name, value); }
     const char* GetIncomingHeader(const char* name) const override { return incoming().Get(name); }
 
     /// Most bytes that the body read may have; 0, the default, is no limit. To be set before the body is
@@ -109,6 +110,7 @@ private:
     const CStringMap& outgoing() const { return is_client() ? request_headers : response_headers; }
 
     void set_text(char** field, const char* text);
+    void add(CStringMap& headers, const char* name, const char* value);
     int read_head(HeadInput& input);
     bool read_start_line(HeadInput& input);
     bool parse_status_line(const char* rest);

@@ -59,6 +59,9 @@ public:
     /// A further write follows right behind the next one, which waits for it if a record can hold both: one
     /// encryption and one send less. At the latest the next read or goodbye sends it.
     void moreFollows() { more = true; }
+    /// Sends fail from `when` on, also in the middle of a write; `max()` is no limit. Takes the socket's own
+    /// limit over.
+    void limitSends(std::chrono::steady_clock::time_point when) { send_end = when; }
     /// True if bytes have been received that no `read` has given yet; the socket does not show them.
     bool hasUnread() const { return plainCursor != plainEnd || extraLength != 0 || saved; }
 
@@ -108,6 +111,7 @@ private:
     bool more = false;
     ULONG held = 0;  // bytes of the next record that stand in its place in the buffer already
     std::chrono::steady_clock::time_point handshake_end = std::chrono::steady_clock::time_point::max();
+    std::chrono::steady_clock::time_point send_end = std::chrono::steady_clock::time_point::max();
     // What `write` found unread in the buffer that it needs.
     std::unique_ptr<char, ArrayDelete> saved;
     ULONG saved_plain = 0;

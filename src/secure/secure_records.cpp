@@ -180,6 +180,12 @@ int CSecureChannel::encryptRecord(const char* data, ULONG length) {
 
 bool CSecureChannel::send_all(const char* data, int length, int flags) {
     while (length > 0) {
+        if (send_end != std::chrono::steady_clock::time_point::max()) {
+            const std::chrono::duration<double> left = send_end - std::chrono::steady_clock::now();
+            if (left.count() <= 0) return false;
+            vqNetSetTimeout(socket, left.count());
+            flags |= kVqSendInTime;
+        }
         const int count = vqNetSend(socket, data, length, flags);
         if (count <= 0) return false;
         data += count;

@@ -82,9 +82,13 @@ bool _SOAP_ConnectionList::append(_SOAP_Connection* connection) {
     tail_ = connection;
     ++idle;
     slots[connection->socket].idle = connection;
-    if (vqHandleAddResourceMode(handle_, connection->socket, kVqReadable) == VQOK) return true;
-    unlink(connection);
-    return false;
+    if (vqHandleAddResourceMode(handle_, connection->socket, kVqReadable) != VQOK) {
+        unlink(connection);
+        return false;
+    }
+    // Whoever waits in the loop does so for long, and is to look again soon.
+    if (connection->unanswered && !unanswered.exchange(true)) vqUnblock(handle_, 2);
+    return true;
 }
 
 void _SOAP_ConnectionList::unlink(_SOAP_Connection* connection) {
@@ -164,11 +168,27 @@ bool _SOAP_ConnectionList::await_tasks(double seconds) {
     return true;
 }
 
-void close_idle(_SOAP_ConnectionList& list, std::int32_t now, std::int32_t longest) {
-    _SOAP_ConnectionIterator idle(list);
-    while (_SOAP_Connection* const connection = idle.next()) {
-        if (now - connection->last_used <= longest) continue;
-        list.remove(connection->socket);
+void _SOAP_ConnectionList::close_idle(std::int32_t now, std::int32_t longest) {
+    _SOAP_Connection* gone = nullptr;
+    {
+        _SOAP_ConnectionIterator all(*this);
+        bool left_unanswered = false;
+        while (_SOAP_Connection* const connection = all.next()) {
+            const std::int32_t most = connection->unanswered ? kUnansweredSeconds : longest;
+            if (now - connection->last_used <= most) {
+                left_unanswered = left_unanswered || connection->unanswered;
+                continue;
+            }
+            remove(connection->socket);
+            connection->link = gone;
+            gone = connection;
+        }
+        unanswered.store(left_unanswered, std::memory_order_release);
+    }
+    // Not under the lock: a session's goodbye may have to wait for its peer.
+    while (gone != nullptr) {
+        _SOAP_Connection* const connection = gone;
+        gone = connection->link;
         connection->close();
         delete connection;
     }

@@ -35,6 +35,8 @@ struct _SOAP_Connection {
     vqHandle block_handle;
     _SOAP_ConnectionList* list;
     std::uint16_t port;  ///< of the listener that accepted it
+    /// Its last request could not be read and got no answer; the peer may be waiting for one.
+    bool unanswered = false;
     CSecureChannel* channel = nullptr;
 };
 
@@ -73,6 +75,14 @@ public:
     _SOAP_Connection* close_next();
 
     int idle_count();
+
+    /// True if an idle connection may have been left without an answer: it is not to wait for long.
+    bool has_unanswered() const { return unanswered.load(std::memory_order_acquire); }
+    /// Closes the connections that are idle for more than `longest` seconds at the time `now` of
+    /// `idle_clock`, and those without an answer after `kUnansweredSeconds`.
+    void close_idle(std::int32_t now, std::int32_t longest);
+
+    static constexpr std::int32_t kUnansweredSeconds = 1;
 
     /// Takes the connection with this socket out for a task, which is going to read a request from it; null
     /// if there is none. Neither is it watched any more.
@@ -123,6 +133,7 @@ private:
     int slot_count = 0;
     int idle = 0;
     bool closed = false;
+    std::atomic<bool> unanswered = false;
     std::atomic<bool> starved = false;
     std::atomic<int> tasks = 0;
     std::atomic<int> references = 1;
@@ -145,6 +156,3 @@ private:
     PEL_Lock lock;
     _SOAP_Connection* current;
 };
-
-/// Closes the connections that are idle for more than `longest` seconds at the time `now` of `idle_clock`.
-void close_idle(_SOAP_ConnectionList& list, std::int32_t now, std::int32_t longest);

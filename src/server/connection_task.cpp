@@ -63,6 +63,7 @@ private:
         const bool given_up = replied && !request_read;
         const bool stays = wants_to_stay() && !reply_lost && !given_up && drained();
         in_stream.release();
+        connection.unanswered = stays && !message->IsHeaderWritten();
         if (stays) return After::keep;
         const bool unread = !request_read || vqNetPeek(connection.socket) == vqNetState::readable;
         return replied && unread ? After::close_unread : After::close;

@@ -22,8 +22,10 @@ void _SOAP_Transport_Server::run() {
                 tasks_begun = wait_once();
                 core->turn().offer();
             }
-            if (const std::int32_t now = idle_clock(); now - last_sweep > kSweepSeconds) {
-                close_idle(*core, now, kIdleSeconds);
+            const std::int32_t now = idle_clock();
+            const std::int32_t between = core->has_unanswered() ? 0 : kSweepSeconds;
+            if (now - last_sweep > between) {
+                core->close_idle(now, kIdleSeconds);
                 last_sweep = now;
             }
         }
@@ -37,7 +39,7 @@ bool _SOAP_Transport_Server::wait_once() {
     // A worker that had the turn may have met the call that was meant to end the wait below.
     if (server_running == 0) return false;
     watch_listeners();
-    const vqTimeout wait = {kWaitSeconds, 0};
+    const vqTimeout wait = {core->has_unanswered() ? 1 : kWaitSeconds, 0};
     const int woken = vqBlock(core->handle(), &wait);
     if (server_running == 0) return false;
     if (woken == 0) return serve_ready();

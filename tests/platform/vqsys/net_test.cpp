@@ -125,6 +125,37 @@ TEST(Net, NoProgressWithinTheLimitIsATimeOut) {
     EXPECT_EQ(vqNetSetTimeout(pair.server, std::nan("")), EINVAL);
 }
 
+/// A peer that takes a little now and then, for several times the limit in all.
+TEST(Net, ASlowPeerIsWaitedForAsLongAsItTakesSomething) {
+    constexpr int kSize = 2'000'000;
+    constexpr double kLimit = 0.3;
+    constexpr int kPieces = 100;  // ten milliseconds each
+    const std::vector<char> data(kSize, 'x');
+    for (const bool in_time : {false, true}) {
+        SCOPED_TRACE(in_time);
+        Connection pair;
+        const int room = 16 * 1024;
+        EXPECT_EQ(setsockopt(pair.server, SOL_SOCKET, SO_SNDBUF, &room, sizeof room), 0);
+        EXPECT_EQ(setsockopt(pair.client, SOL_SOCKET, SO_RCVBUF, &room, sizeof room), 0);
+        ASSERT_EQ(vqNetSetTimeout(pair.server, kLimit), VQOK);
+        std::thread reader([&] {
+            std::vector<char> piece(kSize / kPieces);
+            int count = 0;
+            while ((count = vqNetRecv(pair.client, piece.data(), static_cast<int>(piece.size()), 0)) > 0)
+                std::this_thread::sleep_for(std::chrono::duration<double>(0.01 * count * kPieces / kSize));
+        });
+        const int sent = vqNetSend(pair.server, data.data(), kSize, in_time ? kVqSendInTime : 0);
+        vqNetClose(&pair.server);
+        reader.join();
+        if (in_time) {
+            EXPECT_GT(sent, 0);
+            EXPECT_LT(sent, kSize);
+        } else {
+            EXPECT_EQ(sent, kSize);
+        }
+    }
+}
+
 TEST(Net, ConnectTimesOutWhenTheQueueOfTheListenerIsFull) {
     vqSocket narrow = kVqNoSocket;
     vqAddress address = loopback();

@@ -79,6 +79,7 @@ const RequestCase kRequests[] = {
     {"NoXml", framed(kKept, "hello"), Answer::none, Then::kept_mute},
     {"BadlyNestedArguments", framed(kKept, in_envelope("<count><number>5</count></number>")), Answer::none,
      Then::kept_mute},
+    {"MarkupBehindTheEnvelope", framed(kKept, kCount + "<<<"), Answer::none, Then::kept_mute},
     {"NotKeptAndUnreadable", framed(kPost, "hello"), Answer::none, Then::closed},
     {"HeadBrokenOffBehindKeepAlive", kKept + "Content-", Answer::none, Then::closed, true},
     {"HeadTooLongBehindKeepAlive", kKept + "X: " + kBig + "\r\n\r\n", Answer::none, Then::closed},
@@ -133,6 +134,20 @@ TEST_P(ConnectionTask, AnswersAndKeepsOrCloses) {
 
 INSTANTIATE_TEST_SUITE_P(Requests, ConnectionTask, testing::ValuesIn(kRequests),
                          [](const auto& param) { return param.param.name; });
+
+// Its peer may be waiting for an answer that never comes, and the sweep of idle connections is a minute away.
+TEST_F(RunningServer, ClosesAKeptConnectionSoonWhoseRequestGotNoAnswer) {
+    RawClient served(port);
+    ASSERT_TRUE(served.send(call(1, kKeep)));
+    EXPECT_NE(served.read_message().find(result(1)), std::string::npos);
+    for (const char* behind : {"<<<", "<!-- "}) {
+        RawClient mute(port);
+        ASSERT_TRUE(mute.send(framed("POST /" + path + " HTTP/1.1\r\n" + kKeep, kCount + behind)));
+        EXPECT_TRUE(mute.ended());
+    }
+    ASSERT_TRUE(served.send(call(2)));
+    EXPECT_NE(served.read_to_end().find(result(2)), std::string::npos);
+}
 
 TEST_F(RunningServer, DoesNotShowTheHeaderOfOneRequestToTheNext) {
     const std::string header =

@@ -216,7 +216,7 @@ TEST_F(ConnectionList, ClosesThoseThatAreIdleTooLong) {
     const std::int32_t ages[] = {59, 60, 61};
     _SOAP_Connection* connection = list.head();
     for (std::size_t i = 0; i < 3; ++i, connection = connection->link) connection->last_used = 1000 - ages[i];
-    close_idle(list, 1000, 60);
+    list.close_idle(1000, 60);
     EXPECT_EQ(order(), "01");
     EXPECT_EQ(SOA::socketResource().in_use(), units + 2);
     pairs[2].near = kVqNoSocket;

@@ -36,7 +36,8 @@
 /// Non-blocking if `flag` is not 0, else blocking.
 int vqNetSetNonBlocking(vqSocket socket, int flag);
 
-/// How long a connect, send or receive may make no progress before it fails; in seconds, 0 for ever.
+/// How long a connect, send or receive may make no progress before it fails; in seconds, 0 for ever. A send
+/// makes progress while the peer's system acknowledges some of what was sent before.
 int vqNetSetTimeout(vqSocket socket, double seconds);
 
 /// Closes the socket and sets the handle to `kVqNoSocket`.
@@ -52,7 +53,11 @@ int vqNetShutdownRead(vqSocket socket);
 /// A flag of `vqNetSend`: another send follows right away, so that the system may put both into one segment.
 inline constexpr int kVqSendMoreFollows = 0x8000;
 
-/// Sends what the system takes at once, which may be less than `length`: the count, or -1.
+/// A flag of `vqNetSend`: the time of `vqNetSetTimeout` is for all of this send, progress or not.
+inline constexpr int kVqSendInTime = 0x1000000;
+
+/// Sends all of it: the count, which is less than `length` where the connection broke or time ended on the
+/// way, or a socket in non-blocking mode took no more; -1 if nothing was sent.
 [[nodiscard]] int vqNetSend(vqSocket socket, const char* data, int length, int flags);
 
 /// Blocks until something is there: the count, 0 when the peer has ended the connection, or -1.
