@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <gtest/gtest.h>
+#include <openssl/core_names.h>
+#include <openssl/ec.h>
+#include <openssl/param_build.h>
 #include <openssl/ssl.h>
 #include <secprov/certificates.h>
 #include <secprov/sspi.h>
@@ -203,6 +207,36 @@ public:
     }
     RawSide(const RawSide&) = delete;
     RawSide& operator=(const RawSide&) = delete;
+
+    /// Shows the certificate of the file, whose key it does not hold: it signs with another, under the same
+    /// public key, which is all that OpenSSL compares on its own side.
+    void pose_as(const char* certificate) {
+        const std::string file = Provider::instance().file(certificate);
+        ASSERT_EQ(SSL_use_certificate_file(ssl, file.c_str(), SSL_FILETYPE_PEM), 1);
+        EVP_PKEY* const own = EVP_EC_gen("P-256");
+        BIGNUM* secret = nullptr;
+        unsigned char* shown = nullptr;
+        const std::size_t size =
+            EVP_PKEY_get1_encoded_public_key(X509_get0_pubkey(SSL_get_certificate(ssl)), &shown);
+        ASSERT_EQ(EVP_PKEY_get_bn_param(own, OSSL_PKEY_PARAM_PRIV_KEY, &secret), 1);
+        OSSL_PARAM_BLD* const parts = OSSL_PARAM_BLD_new();
+        OSSL_PARAM_BLD_push_utf8_string(parts, OSSL_PKEY_PARAM_GROUP_NAME, "P-256", 0);
+        OSSL_PARAM_BLD_push_octet_string(parts, OSSL_PKEY_PARAM_PUB_KEY, shown, size);
+        OSSL_PARAM_BLD_push_BN(parts, OSSL_PKEY_PARAM_PRIV_KEY, secret);
+        OSSL_PARAM* const parameters = OSSL_PARAM_BLD_to_param(parts);
+        EVP_PKEY_CTX* const maker = EVP_PKEY_CTX_new_from_name(nullptr, "EC", nullptr);
+        EVP_PKEY* mixed = nullptr;
+        EVP_PKEY_fromdata_init(maker);
+        EXPECT_EQ(EVP_PKEY_fromdata(maker, &mixed, EVP_PKEY_KEYPAIR, parameters), 1);
+        EXPECT_EQ(SSL_use_PrivateKey(ssl, mixed), 1);
+        EVP_PKEY_free(mixed);
+        EVP_PKEY_CTX_free(maker);
+        OSSL_PARAM_free(parameters);
+        OSSL_PARAM_BLD_free(parts);
+        OPENSSL_free(shown);
+        BN_clear_free(secret);
+        EVP_PKEY_free(own);
+    }
 
     std::string step(const std::string& input) {
         give(input);

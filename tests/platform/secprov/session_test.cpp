@@ -168,6 +168,43 @@ TEST_P(Session, ValidatesTheServerItselfUnlessToldNotTo) {
     }
 }
 
+TEST_P(Session, RefusesAPeerThatShowsACertificateWithoutItsKey) {
+    for (const bool poses : {false, true}) {
+        SCOPED_TRACE(poses ? "another key" : "the right key");
+        const SECURITY_STATUS good = poses ? SEC_E_MESSAGE_ALTERED : SEC_E_OK;
+        {
+            RawSide server(true, GetParam());
+            if (poses) server.pose_as("/my/server.pem");
+            Side client(clients, false);
+            std::string input;
+            while (client.status == SEC_I_CONTINUE_NEEDED) {
+                const std::string token = client.step(input);
+                if (!token.empty()) input += server.step(token);
+            }
+            EXPECT_EQ(client.status, good);
+        }
+        RawSide client(false, GetParam());
+        if (poses) {
+            client.pose_as("/my/client.pem");
+        } else {
+            const std::string file = Provider::instance().file("/my/client.pem");
+            SSL_use_certificate_file(client.ssl, file.c_str(), SSL_FILETYPE_PEM);
+            SSL_use_PrivateKey_file(client.ssl, file.c_str(), SSL_FILETYPE_PEM);
+        }
+        Side server(servers, true, true);
+        std::string input = client.step("");
+        while (server.status == SEC_I_CONTINUE_NEEDED) {
+            const std::string token = server.step(input);
+            input += client.step(token);
+        }
+        EXPECT_EQ(server.status, good);
+        if (poses) {
+            EXPECT_EQ(server.attributes & ASC_RET_EXTENDED_ERROR, ASC_RET_EXTENDED_ERROR);
+        }
+    }
+    EXPECT_EQ(Provider::instance().live(), before);
+}
+
 TEST_P(Session, LeavesNothingBehind) {
     {
         RawSide client(false, GetParam());
