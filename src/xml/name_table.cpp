@@ -41,7 +41,9 @@ const XmlName* NameTable::name(const char* bytes, int length) {
     const auto size = static_cast<std::size_t>(length);
     if (length > kLongest) return make(unplaced, bytes, length) ? &unplaced : nullptr;
     XmlName& found = names[text_place({bytes, size}) % kPlaces];
-    return is(found.raw, bytes, size) || make(found, bytes, length) ? &found : nullptr;
+    if (is(found.raw, bytes, size) || make(found, bytes, length)) return &found;
+    found = XmlName();  // half a name must not be found again
+    return nullptr;
 }
 
 bool NameTable::make(XmlName& made, const char* bytes, int length) {
