@@ -3,47 +3,23 @@
 // Any bytes as an XML document. The first byte says in what pieces they arrive and how they are read, in both
 // kinds of text.
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "streams/stream.h"
+#include "support/piecewise_stream.h"
 #include "xml/pull_parser.h"
 #include "xml/utf8_text.h"
 
 namespace {
 
-class FuzzInputStream final : public CInputStream {
-public:
-    FuzzInputStream(std::string_view bytes, std::size_t step)
-        : at(bytes.data()), end(bytes.data() + bytes.size()), piece(step) {}
-    int get() override { return at == end ? -1 : static_cast<unsigned char>(*at++); }
-    int read(char* buffer, int length) override {
-        const std::size_t count =
-            std::min({static_cast<std::size_t>(end - at), piece, static_cast<std::size_t>(length)});
-        if (count == 0) return -1;
-        std::memcpy(buffer, at, count);
-        at += count;
-        return static_cast<int>(count);
-    }
-    int available() override { return -1; }
-    int status() override { return kStreamGood; }
-
-private:
-    const char* at;
-    const char* end;
-    std::size_t piece;
-};
-
 /// What one reading of a document gave: its events and texts, its error, and where they were.
 class Reading {
 public:
     Reading(std::string_view document, std::uint8_t how, XmlText kind) {
-        FuzzInputStream stream(document, (how & 0x3F) == 0 ? 512 : how & 0x3F);
+        PiecewiseInputStream stream(document, (how & 0x3F) == 0 ? 512 : how & 0x3F);
         std::unique_ptr<CXmlPullParser> parser;
         try {
             parser.reset(new CXmlPullParser(&stream, kind));
