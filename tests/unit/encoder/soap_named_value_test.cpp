@@ -233,6 +233,13 @@ TEST(NamedValue, nil_marks) {
                 "\r\n<v/>");
     expect_text("octets", nil(_Caldane_Sequence<unsigned char>{65}),
                 "\r\n<v xsi:type=\"SOAP-ENC:base64\">QQ==</v>", "\r\n<v/>");
+    expect_text("array", nil(_Caldane_Array<short, 1>(short{7})),
+                "\r\n<v xsi:type=\"SOAP-ENC:Array\" SOAP-ENC:arrayType=\"xsd:short[1]\" xsi:null=\"1\"/>",
+                "\r\n<v/>");
+    expect_text("union", nil(Choice()),
+                "\r\n<v xmlns:m1=\"urn:t\" xsi:type=\"m1:Choice\">\r\n<choice>RED</choice>"
+                "\r\n<m xsi:type=\"xsd:int\">0</m></v>",
+                "\r\n<v/>");
     expect_text("string", nil(_Caldane_String("x")), "\r\n<v xsi:type=\"xsd:string\">x</v>", "\r\n<v/>");
     expect_text("enum", nil(Color()), "\r\n<v>RED</v>", "\r\n<v/>");
 }
@@ -258,6 +265,27 @@ TEST(NamedValue, simple_types_of_the_schema_are_one_text) {
     expect_text("dateTime", date, start + "dateTime\">2003-08-21T12:00:00Z</v>",
                 "\r\n<v>2003-08-21T12:00:00Z</v>");
     expect_text("decimal", decimal, start + "decimal\">12.50</v>", "\r\n<v>12.50</v>");
+}
+
+TEST(NamedValue, a_reference_has_no_element_of_its_own_wherever_it_stands) {
+    _IOP_ProfileList profiles;
+    profiles.append(_IOP_Profile(70, _IOP_OctetSeq(_Caldane_String("a&b"))));
+    const auto object = [&profiles] {
+        return _Caldane_Object(_IOP_IOR::generate(_Caldane_String("IDL:x:1.0"), profiles));
+    };
+    const std::string encoded =
+        "\r\n<type_id xsi:type=\"xsd:string\">IDL:x:1.0</type_id>"
+        "\r\n<profiles xsi:type=\"SOAP-ENC:Array\" xmlns:u=\"http://www.omg.org/IDL-WSDL/1.0/\""
+        " SOAP-ENC:arrayType=\"u:Profile[1]\">\r\n<ProfileId xsi:type=\"xsd:unsignedInt\">70</ProfileId>"
+        "\r\n<profile_data xsi:type=\"xsd:string\">a&amp;b</profile_data>\r\n</profiles>";
+    const std::string literal =
+        "\r\n<type_id>IDL:x:1.0</type_id>\r\n<profiles>\r\n<ProfileId>70</ProfileId>"
+        "\r\n<profile_data>a&amp;b</profile_data>\r\n</profiles>";
+    expect_text("reference", object(), encoded, literal);
+    expect_text("references", _Caldane_Sequence<_Caldane_Object>{object()},
+                "\r\n<v xsi:type=\"SOAP-ENC:Array\" SOAP-ENC:arrayType=\"[1]\">" + encoded + "</v>",
+                "\r\n<v>" + literal + "</v>");
+    expect_text("nil reference in an any", _Caldane_Any(_Caldane_Object()), "", "");
 }
 
 TEST(NamedValue, each_use_of_a_type_has_a_prefix_of_its_own) {
