@@ -1,4 +1,6 @@
 // The bank's interface, as the independent toolkit that we measure against takes it.
+// Its directives begin right behind the slashes:
+// clang-format off
 //gsoap bank service name: bank
 //gsoap bank service namespace: http://acme.example/bank
 //gsoap bank service style: rpc

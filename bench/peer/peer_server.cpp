@@ -79,14 +79,16 @@ int main(int argc, char** argv) {
     if (!soap_valid_socket(soap_bind(listener, "127.0.0.1", 0, 1024))) return 1;
 #ifdef WITH_OPENSSL
     std::signal(SIGPIPE, SIG_IGN);
-    if (certificate() != nullptr && soap_ssl_server_context(listener, SOAP_SSL_DEFAULT, certificate(), nullptr, nullptr,
-                                                            nullptr, nullptr, nullptr, nullptr) != SOAP_OK)
+    if (certificate() != nullptr &&
+        soap_ssl_server_context(listener, SOAP_SSL_DEFAULT, certificate(), nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr) != SOAP_OK)
         return 1;
 #endif
     struct sockaddr_in name;
     socklen_t length = sizeof name;
     getsockname(listener->master, reinterpret_cast<struct sockaddr*>(&name), &length);
-    std::printf("ready http%s://127.0.0.1:%d/bank\n", certificate() != nullptr ? "s" : "", ntohs(name.sin_port));
+    std::printf("ready http%s://127.0.0.1:%d/bank\n", certificate() != nullptr ? "s" : "",
+                ntohs(name.sin_port));
     std::fflush(stdout);
     if (pool) {
         for (int i = 0; i < workers; ++i) std::thread(pool_worker).detach();
