@@ -57,7 +57,10 @@ public:
 
     /// True when memory ended while the body was gathered: `close_body` will then send nothing of it, since
     /// with a gap it must not look whole. `discard` mends it.
-    bool body_lost() const { return writer != nullptr && writer->status() != 0; }
+    bool body_lost() {
+        if (gathers_pieces()) pieces.flush();
+        return writer != nullptr && writer->status() != 0;
+    }
 
     /// True when a text of this body was not written because it is not UTF-8 made of characters of XML, which
     /// counts where the property SOAP_UTF8_TEXT is set. `discard` mends it.

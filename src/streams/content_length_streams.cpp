@@ -82,10 +82,13 @@ int CContentLengthOutputStream::put(char c) {
 }
 
 void CContentLengthOutputStream::flush() {
+    // The zero byte behind the text may want memory as well: that is to show before the head goes out.
+    const char* const text = body ? body->text() : nullptr;
+    if (body && text == nullptr) status_code = kStreamNoMemory;
     if (status_code == kStreamNoMemory) abandon();  // a body with a gap would be read as a whole one
     if (body && !abandoned) {
         if (!message->IsHeaderWritten()) send_head();
-        if (char* text = body->text(); text != nullptr && !abandoned) sink->write(text, body->length());
+        if (!abandoned) sink->write(text, body->length());
         body->flush();
     }
     sink->flush();

@@ -167,8 +167,10 @@ TEST(ServerFrame, FaultsKeepTheRequestsVersionAndConnection) {
     }
 }
 
-TEST(ServerFrame, AnswersWholeOrWithOneFaultOrNotAtAllWhenMemoryEnds) {
-    _Caldane_String text(std::string(20'000, 'x'));
+class ServerFrameMemory : public testing::TestWithParam<std::size_t> {};
+
+TEST_P(ServerFrameMemory, IsAnsweredWholeOrWithOneFaultOrNotAtAllWhenItEnds) {
+    _Caldane_String text(std::string(GetParam(), 'x'));
     int whole = 0;
     int faults = 0;
     const long tried = with_each_allocation_failing([&] {
@@ -200,6 +202,9 @@ TEST(ServerFrame, AnswersWholeOrWithOneFaultOrNotAtAllWhenMemoryEnds) {
     EXPECT_GT(whole, 0);
     EXPECT_GT(faults, 0);
 }
+
+// In one piece and in many.
+INSTANTIATE_TEST_SUITE_P(Replies, ServerFrameMemory, testing::Values(3, 20'000));
 
 TEST(ServerFrame, AnswersWithAFaultWhereItsTextIsNone) {
     SOA::getProperties().set("SOAP_UTF8_TEXT", "");

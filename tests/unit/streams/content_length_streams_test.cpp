@@ -102,23 +102,26 @@ TEST(ContentLengthOutputStream, CarriesOnOverASinkThatFails) {
 }
 
 TEST(ContentLengthOutputStream, SendsAWholeBodyOrNoneWhicheverAllocationFails) {
-    const std::string large(700, 'x');
-    const long tried = with_each_allocation_failing([&] {
-        RecordingOutputStream sink;
-        FakeHead head;
-        CContentLengthOutputStream body(&sink, &head);
-        const bool whole =
-            body.write("abc", 3) == 3 && body.write(large.data(), 700) == 700 && body.put('z') == 1;
-        body.close();
-        if (body.status() == kStreamGood) {
-            EXPECT_TRUE(whole);
-            EXPECT_EQ(sink.all, "HEAD;Content-Length=704;abc" + large + "z");
-        } else {
-            EXPECT_EQ(sink.all, "");
-            EXPECT_TRUE(sink.abandoned);
-        }
-    });
-    EXPECT_GE(tried, 3);
+    // The second fills its buffer exactly, so that the zero byte behind the text wants a larger one.
+    for (const int size : {700, 1020}) {
+        const std::string large(static_cast<std::size_t>(size), 'x');
+        const long tried = with_each_allocation_failing([&] {
+            RecordingOutputStream sink;
+            FakeHead head;
+            CContentLengthOutputStream body(&sink, &head);
+            const bool whole =
+                body.write("abc", 3) == 3 && body.write(large.data(), size) == size && body.put('z') == 1;
+            body.close();
+            if (body.status() == kStreamGood) {
+                EXPECT_TRUE(whole);
+                EXPECT_EQ(sink.all, "HEAD;Content-Length=" + std::to_string(size + 4) + ";abc" + large + "z");
+            } else {
+                EXPECT_EQ(sink.all, "");
+                EXPECT_TRUE(sink.abandoned);
+            }
+        });
+        EXPECT_GE(tried, 3);
+    }
 }
 
 TEST(ContentLengthOutputStream, CanReplaceABodyThatMemoryDidNotSufficeFor) {
