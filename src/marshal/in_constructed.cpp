@@ -30,6 +30,19 @@ private:
     int& depth_;
 };
 
+/// Marks the value as nil. What would hide the mark from who only looks at the content goes: a value that
+/// went out with an inout parameter is not to come back with a nil one.
+void make_nil(_Caldane_TxType& value) {
+    if (auto* string = _Caldane_AddressableString::_down_cast(_Caldane_AnyRef(value))) {
+        string->from_buffer(0, nullptr, kCopied);
+    } else if (auto* object = _Caldane_Object::_down_cast(_Caldane_AnyRef(value))) {
+        object->set_ior(nullptr);
+    } else if (auto* any = dynamic_cast<_Caldane_Any*>(&value)) {
+        any->clear();
+    }
+    value.is_nil(true);
+}
+
 }  // namespace
 
 _Caldane_Boolean _SOAP_InStream::demarshal(_Caldane_TxType& value) {
@@ -42,7 +55,7 @@ _Caldane_Boolean _SOAP_InStream::demarshal(_Caldane_TxType& value) {
         if (parser->peekEvent() != START_TAG) {
             // Costs the message nothing, so that a declared array could ask for any number of them.
             if (!may_make(1)) return _Caldane_FALSE;
-            value.is_nil(true);
+            make_nil(value);
             return _Caldane_TRUE;
         }
     }
@@ -94,7 +107,7 @@ int _SOAP_InStream::demarshal_string_value(_Caldane_TxType& value) {
     parser->peekEvent();
     if (marked_nil(*parser)) {
         parser->next();
-        value.is_nil(true);
+        make_nil(value);
         return skip_to_end_tag();
     }
     const char* const no_text = "";

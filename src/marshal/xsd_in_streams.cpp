@@ -30,12 +30,14 @@ bool XsdInStream::at_end() {
 
 _Caldane_Boolean _SOAP_Base64InStream::demarshal(_Caldane_TxType& value) {
     auto& view = view_of<_Caldane_AddressableSequence>(value);
+    view.length(0);
     if (!to_text()) return kFailed;
     return outcome(decode_base64(outer_parser->getText(), view) && at_end());
 }
 
 _Caldane_Boolean _SOAP_HexInStream::demarshal(_Caldane_TxType& value) {
     auto& view = view_of<_Caldane_AddressableSequence>(value);
+    view.length(0);
     if (!to_text()) return kFailed;
     const CRefString text = outer_parser->getText();
     const auto count = static_cast<std::size_t>(text.length()) / 2;
@@ -97,6 +99,7 @@ _Caldane_Boolean _SOAP_DateTimeInStream::demarshal(_Caldane_Long& out) {
 
 _Caldane_Boolean _SOAP_DecimalInStream::demarshal(_Caldane_TxType& value) {
     auto& view = view_of<_Caldane_AddressableString>(value);
+    view.from_buffer(0, "", Caldane::OWNERSHIP_COPY);
     if (!to_text()) return kFailed;
     const CRefString text = outer_parser->getText();
     view.from_buffer(static_cast<_Caldane_ULong>(text.length()), text.c_str(), Caldane::OWNERSHIP_COPY);

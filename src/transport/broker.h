@@ -6,6 +6,7 @@
 
 #include <caldane/addressable.h>
 #include <caldane/any_ref.h>
+#include <caldane/any_value.h>
 #include <caldane/arg_list.h>
 #include <caldane/basic.h>
 #include <caldane/boolean.h>

@@ -174,6 +174,19 @@ TEST(InNil, an_attribute_or_in_literal_mode_a_missing_element) {
     EXPECT_EQ(reader.in.close_result(), 1) << "the end tag is still there";
 }
 
+TEST(InNil, nothing_is_left_of_the_value_before) {
+    // What an inout parameter took along was still there when nothing came back.
+    _Caldane_String text("before");
+    EXPECT_TRUE(read_whole(text, "<v xsi:null='1'/>", true));
+    EXPECT_TRUE(text.is_null() && text.is_nil());
+    text = _Caldane_String("before");
+    EXPECT_TRUE(read(text, "", false));
+    EXPECT_TRUE(text.is_null() && text.is_nil());
+    _Caldane_Any any("before");
+    EXPECT_TRUE(read(any, "", false));
+    EXPECT_TRUE(any.value().is_null());
+}
+
 TEST(InEnum, names_and_numbers) {
     for (const bool encoded : {false, true}) {
         EXPECT_EQ(must_read<Color>("<e>blue</e>", encoded).value(), 2U);
@@ -330,6 +343,23 @@ TEST(InXsd, texts_that_are_none_do_not_fail_the_call) {
         date.value = 5;
         EXPECT_TRUE(read(date, "<d>" + std::string(text) + "</d>", true)) << text;
         EXPECT_EQ(date.value, 0) << text;
+    }
+}
+
+TEST(InXsd, an_empty_element_leaves_nothing_of_the_value_before) {
+    Base64Binary base64;
+    base64.value = {1, 2};
+    HexBinary hex;
+    hex.value = {1, 2};
+    Decimal decimal;
+    decimal.value = _Caldane_String("12");
+    for (const char* text : {"<v></v>", "<v/>"}) {
+        EXPECT_TRUE(read_whole(base64, text, true));
+        EXPECT_EQ(base64.value, Octets{});
+        EXPECT_TRUE(read_whole(hex, text, true));
+        EXPECT_EQ(hex.value, Octets{});
+        EXPECT_TRUE(read_whole(decimal, text, true));
+        EXPECT_EQ(decimal.value, "");
     }
 }
 

@@ -105,7 +105,8 @@ TEST(ObjectReference, only_lower_case_https_is_secure) {
 TEST(ObjectReference, a_missing_one_is_nil_in_literal_mode) {
     SoapReader reader;
     ASSERT_TRUE(reader.open_values("", false));
-    _Caldane_Object got;
+    // An inout parameter goes out with a reference and comes back without: it once kept the old one.
+    _Caldane_Object got = object_with({"http://h/"});
     EXPECT_NE(reader.in.demarshal(static_cast<_Caldane_TxType&>(got)), _Caldane_FALSE);
     EXPECT_TRUE(got._is_nil());
     EXPECT_TRUE(got.is_nil());
