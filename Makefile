@@ -1,8 +1,9 @@
 # Thin front to CMake: each target says what it runs. `make` alone lists them.
 PRESET ?= release
 JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 60
 
-.PHONY: help demo test test-asan test-tsan test-clang test-packages bench format tidy install clean
+.PHONY: help demo test test-asan test-tsan test-clang test-packages fuzz bench format tidy install clean
 help:
 	@echo "make demo        build and run a server and a client, and show their messages"
 	@echo "make test        build everything and run every test"
@@ -10,6 +11,7 @@ help:
 	@echo "make test-tsan   the concurrency tests under the thread sanitizer"
 	@echo "make test-clang  build everything with clang"
 	@echo "make test-packages  make the Debian packages and try them in a clean root (as root)"
+	@echo "make fuzz        run the fuzz targets from their seeds, FUZZ_SECONDS (60) each"
 	@echo "make bench       measure on this machine, beside an independent SOAP toolkit"
 	@echo "make format      format the sources; make tidy runs the static checks"
 	@echo "make install     install into PREFIX (default /usr/local)"
@@ -43,6 +45,12 @@ test-packages:
 	cmake --preset release
 	cmake --build build -j $(JOBS)
 	scripts/test-packages build
+
+fuzz:
+	@scripts/setup fuzz
+	cmake --preset fuzz
+	cmake --build --preset fuzz -j $(JOBS) --target fuzz_targets
+	fuzz/run build/fuzz $(FUZZ_SECONDS) $(JOBS)
 
 bench:
 	@scripts/setup bench
