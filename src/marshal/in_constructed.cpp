@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cassert>
 #include <cstring>
+#include <memory>
 #include <string_view>
 
 #include "marshal/in_views.h"
@@ -65,7 +66,7 @@ _Caldane_Boolean _SOAP_InStream::demarshal(_Caldane_TxType& value) {
 int _SOAP_InStream::read_value(_Caldane_TxType& value) {
     switch (value._get_typeref().kind()) {
         case _Caldane_TypeRef::tk_any:
-            return value._demarshal(*this) != _Caldane_FALSE;
+            return demarshal_any(value);
         case _Caldane_TypeRef::tk_enum:
             return demarshal_enum(value);
         case _Caldane_TypeRef::tk_objref: {
@@ -88,6 +89,18 @@ int _SOAP_InStream::read_value(_Caldane_TxType& value) {
         default:
             return 0;
     }
+}
+
+/// An any whose value could not be read holds none: what came of an array may be far less than was declared,
+/// and whoever sends such an any again would make all of it.
+int _SOAP_InStream::demarshal_any(_Caldane_TxType& value) {
+    struct Clear {
+        void operator()(_Caldane_Any* any) const { any->clear(); }
+    };
+    std::unique_ptr<_Caldane_Any, Clear> unread(dynamic_cast<_Caldane_Any*>(&value));
+    if (value._demarshal(*this) == _Caldane_FALSE) return 0;
+    unread.release();
+    return 1;
 }
 
 int _SOAP_InStream::demarshal_enum(_Caldane_TxType& value) {

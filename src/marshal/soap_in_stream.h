@@ -122,6 +122,7 @@ private:
     void read_fault_detail(Fault& fault, _Caldane_CallException& holder);
 
     int read_value(_Caldane_TxType& value);
+    int demarshal_any(_Caldane_TxType& value);
     int demarshal_enum(_Caldane_TxType& value);
     int demarshal_struct(_Caldane_TxType& value);
     bool read_member(_Caldane_AddressableStruct& view, _Caldane_ULong index);

@@ -272,7 +272,12 @@ TEST(InAny, refuses) {
           "<v xsi:type='SOAP-ENC:Array' SOAP-ENC:arrayType='xsd:int[99999999999999]'><i>1</i></v>"}) {
         _Caldane_Any value;
         EXPECT_FALSE(read(value, text, true)) << text;
+        // Sent again, an array of which two elements came would be as long as it was declared.
+        EXPECT_TRUE(value.value().is_null()) << text;
     }
+    _Caldane_Any value("before");
+    EXPECT_THROW(read(value, "<v xsi:type='xsd:int[999999999]'><i>1</i><i>", true), CXmlPullParserException);
+    EXPECT_TRUE(value.value().is_null());
 }
 
 TEST(InAny, arrays_as_long_as_the_message_is_and_a_million_elements_that_never_came) {
