@@ -6,6 +6,8 @@
 #include <vqsys/handle.h>
 #include <vqsys/net.h>
 
+#include <cerrno>
+
 #include "server/connection.h"
 #include "server/connection_task.h"
 #include "server/read_timeout.h"
@@ -112,7 +114,11 @@ bool _SOAP_Transport_Server::accept_from(vqSocket socket) {
 /// True if a connection was accepted, whose unit is then its own or given back.
 bool _SOAP_Transport_Server::accept_one(const _SOAP_Listener& listener) {
     vqSocket accepted = kVqNoSocket;
-    if (vqNetAccept(listener.socket, &accepted, nullptr, nullptr) != VQOK) return false;
+    if (const int failure = vqNetAccept(listener.socket, &accepted, nullptr, nullptr); failure != VQOK) {
+        // Out of descriptors or memory: the listener stays readable, and asking at full speed helps nobody.
+        if (failure != EAGAIN && failure != ECONNABORTED) PEL_Thread::delay(0.01);
+        return false;
+    }
     vqNetSetTimeout(accepted, read_timeout());
     auto* const connection = new _SOAP_Connection(accepted, listener.port, core);
     if (connection == nullptr) {

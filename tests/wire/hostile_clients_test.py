@@ -3,6 +3,7 @@
 connection at once, and no socket is lost: the server may open only a few, and each case comes more often than
 that."""
 import os
+import resource
 import socket
 import struct
 import sys
@@ -66,6 +67,8 @@ CASES = [
     ('a reference to nothing', post(bank.ENVELOPE.format('exists', '<a href="#nowhere"/>')), NOTHING, False),
     ('a reference to itself', post(bank.ENVELOPE.format('exists', '<a id="1"><b href="#1"/></a>')), NOTHING, False),
     ('a body longer than its length', post(GOOD) + b'more and more', REPLY, False),
+    ('garbage behind a kept request', post(GOOD, 'Connection: Keep-Alive') + b'garbage\r\n\r\n' + post(GOOD), REPLY, False),
+    ('broken markup behind a kept envelope', post(GOOD + '<<<', 'Connection: Keep-Alive'), NOTHING, False),
     ('a second request before the reply', post(GOOD, 'Connection: Keep-Alive') + post(GOOD), REPLY, False),
 ]
 
@@ -187,6 +190,36 @@ class HostileClients(unittest.TestCase):
         connection.close()
         self.assertLess(time.monotonic() - begin, 30)
         self.good_call()
+
+
+class NoDescriptorsLeft(unittest.TestCase):
+    def test_the_server_waits_for_one_without_burning_processor_time(self):
+        server = bank.Server('-Dsocket_limit=1000')
+        self.addCleanup(server.stop)
+        pid = server.process.pid
+
+        def seconds():
+            with open(f'/proc/{pid}/stat') as file:
+                fields = file.read().rsplit(')', 1)[1].split()
+            return (int(fields[11]) + int(fields[12])) / os.sysconf('SC_CLK_TCK')
+
+        limit = len(os.listdir(f'/proc/{pid}/fd')) + 5
+        resource.prlimit(pid, resource.RLIMIT_NOFILE, (limit, limit))
+        clients = [socket.create_connection(server.address, timeout=20) for _ in range(10)]
+        deadline = time.monotonic() + 10
+        while len(os.listdir(f'/proc/{pid}/fd')) < limit:
+            self.assertLess(time.monotonic(), deadline)
+        before, begin = seconds(), time.monotonic()
+        with self.assertRaises(TimeoutError):  # the last of them stands in the queue
+            clients[-1].settimeout(1)
+            clients[-1].recv(1)
+        self.assertLess(seconds() - before, 0.4 * (time.monotonic() - begin))
+        for client in clients:
+            client.close()
+        with socket.create_connection(server.address, timeout=20) as connection:
+            connection.sendall(post(GOOD))
+            self.assertIn(b'<return>true</return>', answer(connection))
+        self.assertEqual(server.stop(), 0)
 
 
 class ManyClients(unittest.TestCase):
