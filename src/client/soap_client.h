@@ -31,7 +31,8 @@ public:
     /// 2 no connection or request, 3 no reference, 4 nil target, 6 unreadable response, 8 an HTTP status that
     /// is none of 0, 200, 405, 500. A response that is no XML leaves as `CXmlPullParserException`. What
     /// failed is told through `_Caldane_CallDiagnostics`. Blocks, also for connecting: ten attempts, a second
-    /// apart, unless the call's time limit ends them.
+    /// apart, unless the call's time limit ends them. The second call on a connection waits besides, until 20
+    /// milliseconds after the first reply, for a server that closes without having said so; `usable` does not.
     _Caldane_Boolean invoke(_Caldane_OutboundCall& call) override;
 
     /// Waits for a call under way; see the base class.
