@@ -208,6 +208,21 @@ TEST_F(Connection, ThatDripsMeetsTheTimeLimit) {
     over = true;
 }
 
+/// The server takes some of the request now and then, so that sending it makes progress all the while.
+TEST_F(Connection, ThatTakesALargeRequestSlowlyMeetsTheTimeLimit) {
+    ScriptedServer server([](ScriptedConnection& client) {
+        std::string text;
+        while (client.read_more(text)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    });
+    static const Caldane::Operation operation("store", "IDL:T:1.0");
+    const _Caldane_String large(std::string(30'000'000, 'x'));
+    const Caldane::CallTimeout limit(0.3);
+    const auto start = Clock::now();
+    EXPECT_THROW(Caldane::call<std::int32_t>(object_at(server.url()), operation, Caldane::in("text", large)),
+                 Caldane::SystemError);
+    EXPECT_LT(seconds_since(start), 2.0);
+}
+
 TEST_F(Connection, ThatWasTimedServesCallsWithoutALimit) {
     ScriptedServer server([](ScriptedConnection& client) {
         client.send(counted(number_in(client.read_request())));
