@@ -216,11 +216,11 @@ TEST_F(Connection, ThatTakesALargeRequestSlowlyMeetsTheTimeLimit) {
     });
     static const Caldane::Operation operation("store", "IDL:T:1.0");
     const _Caldane_String large(std::string(30'000'000, 'x'));
-    const Caldane::CallTimeout limit(0.3);
+    const Caldane::CallTimeout limit(1);
     const auto start = Clock::now();
     EXPECT_THROW(Caldane::call<std::int32_t>(object_at(server.url()), operation, Caldane::in("text", large)),
                  Caldane::SystemError);
-    EXPECT_LT(seconds_since(start), 2.0);
+    EXPECT_LT(seconds_since(start), 3.0);
 }
 
 TEST_F(Connection, ThatWasTimedServesCallsWithoutALimit) {
