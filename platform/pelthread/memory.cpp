@@ -1,7 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <pelthread/memory.h>
 
+#include <malloc.h>
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -21,6 +27,22 @@ bool allocation_fails() noexcept {
     return true;
 }
 
+constexpr std::size_t kLargePage = std::size_t{1} << 21;
+
+/// A large array is filled from end to end: with large pages that takes a fraction of the faults. They are
+/// asked for ahead of the first byte. Null when memory ends.
+void* resize_large(void* pointer, std::size_t size) noexcept {
+    void* const larger = std::malloc(size);
+    if (larger == nullptr) return nullptr;
+    const auto start = reinterpret_cast<std::uintptr_t>(larger);
+    const std::uintptr_t first = (start + kLargePage - 1) & ~(kLargePage - 1);
+    const std::uintptr_t end = (start + size) & ~(kLargePage - 1);
+    static_cast<void>(madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE));
+    if (pointer != nullptr) std::memcpy(larger, pointer, std::min(size, malloc_usable_size(pointer)));
+    std::free(pointer);
+    return larger;
+}
+
 }  // namespace
 
 void* PEL_new(std::size_t size) noexcept {
@@ -38,6 +60,11 @@ void* PEL_array_new(std::size_t size) noexcept {
 
 void PEL_array_delete(void* pointer) noexcept {
     PEL_delete(pointer);
+}
+
+void* PEL_array_resize(void* pointer, std::size_t size) noexcept {
+    if (allocation_fails()) return nullptr;
+    return size < 2 * kLargePage ? std::realloc(pointer, size == 0 ? 1 : size) : resize_large(pointer, size);
 }
 
 namespace PEL_Fault {

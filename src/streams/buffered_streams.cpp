@@ -26,20 +26,23 @@ CBufferedOutputStream::~CBufferedOutputStream() {
     if (owns_sink) delete sink;
 }
 
-/// Makes a memory buffer's capacity at least `needed` by doubling it; changes nothing if it cannot.
+/// Makes a memory buffer's capacity at least `needed` by doubling it, a large one's by more, since what is
+/// not touched costs nothing there; changes nothing if it cannot.
 bool CBufferedOutputStream::grow(std::int64_t needed) {
+    constexpr std::int64_t kLarge = 1 << 20;
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
     std::int64_t larger = capacity;
-    while (larger < needed) larger *= 2;
-    char* block = larger <= std::numeric_limits<std::int32_t>::max() ? new_block(larger) : nullptr;
+    while (larger < needed) larger *= larger < kLarge ? 2 : 4;
+    if (needed <= kMost) larger = std::min(larger, kMost);
+    const int count = length();
+    void* const block =
+        larger <= kMost ? PEL_array_resize(buffer, static_cast<std::size_t>(larger)) : nullptr;
     if (block == nullptr) {
         status_code = kStreamNoMemory;
         return false;
     }
-    const int count = length();
-    std::memcpy(block, buffer, static_cast<std::size_t>(count));
-    PEL_array_delete(buffer);
-    buffer = block;
-    cursor = block + count;
+    buffer = static_cast<char*>(block);
+    cursor = buffer + count;
     capacity = static_cast<std::int32_t>(larger);
     return true;
 }

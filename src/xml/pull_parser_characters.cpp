@@ -84,11 +84,11 @@ void CXmlPullParser::push_run(const char* bytes, int length) {
         long long grown = 2LL * textCapacity;
         if (grown < needed) grown = needed;
         if (grown > std::numeric_limits<int>::max() / 2) raise(-102, "Memory allocation error");
-        char* const larger = static_cast<char*>(PEL_array_new(static_cast<std::size_t>(grown)));
+        const bool first = textBuffer == firstText;
+        void* const larger = PEL_array_resize(first ? nullptr : textBuffer, static_cast<std::size_t>(grown));
         reserve(larger != nullptr);
-        std::memcpy(larger, textBuffer, static_cast<std::size_t>(textLength));
-        if (textBuffer != firstText) PEL_array_delete(textBuffer);
-        textBuffer = larger;
+        if (first) std::memcpy(larger, firstText, static_cast<std::size_t>(textLength));
+        textBuffer = static_cast<char*>(larger);
         textCapacity = static_cast<int>(grown);
     }
     std::memcpy(textBuffer + textLength, bytes, static_cast<std::size_t>(length));

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 #include <pelthread/memory.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string>
 #include <thread>
 
 namespace {
@@ -37,6 +39,26 @@ TEST(Memory, BothPairsGiveAlignedBlocksAndTakeEachOthers) {
     }
     PEL_delete(nullptr);
     PEL_array_delete(nullptr);
+}
+
+TEST(Memory, ArraysKeepWhatTheyHeldWhenTheirSizeChanges) {
+    constexpr std::size_t kSizes[] = {1, 100, 5000, 300'000, 9'000'000, 40'000'000, 70, 0};
+    std::string expected;
+    void* array = nullptr;
+    for (const std::size_t size : kSizes) {
+        PEL_Fault::fail_allocation(1);
+        ASSERT_EQ(PEL_array_resize(array, size), nullptr);
+        PEL_Fault::fail_allocation(0);
+        array = PEL_array_resize(array, size);
+        ASSERT_NE(array, nullptr);
+        auto* const bytes = static_cast<char*>(array);
+        const std::size_t kept = std::min(size, expected.size());
+        EXPECT_TRUE(std::equal(bytes, bytes + kept, expected.begin())) << size;
+        expected.resize(size);
+        for (std::size_t i = kept; i < size; ++i)
+            bytes[i] = expected[i] = static_cast<char>(i * 7 + i / 4096);
+    }
+    PEL_array_delete(array);
 }
 
 TEST(Memory, TheChosenAllocationFailsOnceAndIsReported) {

@@ -13,6 +13,11 @@ void PEL_delete(void* pointer) noexcept;
 [[nodiscard]] void* PEL_array_new(std::size_t size) noexcept;
 void PEL_array_delete(void* pointer) noexcept;
 
+/// The array at `pointer` (null for a new one) with `size` bytes, moved where it does not fit: what it held
+/// stays, up to the smaller size. Null when memory ends, and then the array is as it was. Large ones lie
+/// in large pages where the system has them.
+[[nodiscard]] void* PEL_array_resize(void* pointer, std::size_t size) noexcept;
+
 /// Makes allocations fail on purpose, so that a test can walk every out-of-memory path. Per thread.
 namespace PEL_Fault {
 
@@ -29,7 +34,13 @@ void fail_allocation(long nth) noexcept;
 
 /// Put into a class's public part: its heap objects come from `PEL_new`, and `new` gives null, without
 /// running the constructor, when memory ends.
-#define PEL_HEAP_OBJECT                                                                               \
-    static void* operator new(std::size_t size) noexcept { return PEL_new(size); }                    \
-    static void* operator new(std::size_t, void* place) noexcept { return place; }                    \
-    static void operator delete(void* pointer) noexcept { PEL_delete(pointer); }
+#define PEL_HEAP_OBJECT                                            \
+    static void* operator new(std::size_t size) noexcept {         \
+        return PEL_new(size);                                      \
+    }                                                              \
+    static void* operator new(std::size_t, void* place) noexcept { \
+        return place;                                              \
+    }                                                              \
+    static void operator delete(void* pointer) noexcept {          \
+        PEL_delete(pointer);                                       \
+    }
