@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 
 #include "marshal/soap_out_stream.h"
 
@@ -22,6 +24,34 @@ constexpr std::array<std::uint8_t, 256> digit_table() {
 }
 
 constexpr std::array<std::uint8_t, 256> kDigits = digit_table();
+
+struct TwoDigits {
+    char text[2];
+};
+
+/// The text of twelve bits.
+constexpr std::array<TwoDigits, 4096> pair_table() {
+    std::array<TwoDigits, 4096> table{};
+    for (std::size_t i = 0; i < table.size(); ++i) table[i] = {{kAlphabet[i >> 6], kAlphabet[i & 63]}};
+    return table;
+}
+
+constexpr std::array<TwoDigits, 4096> kPairs = pair_table();
+
+constexpr std::uint64_t byte_swapped(std::uint64_t word) {
+    return __builtin_bswap64(word);
+}
+
+/// Six bytes as eight characters; reads two bytes behind them.
+void put_six(const unsigned char* from, char* to) {
+    std::uint64_t word;
+    std::memcpy(&word, from, sizeof word);
+    if constexpr (std::endian::native == std::endian::little) word = byte_swapped(word);
+    std::memcpy(to, &kPairs[word >> 52], 2);
+    std::memcpy(to + 2, &kPairs[word >> 40 & 0xFFF], 2);
+    std::memcpy(to + 4, &kPairs[word >> 28 & 0xFFF], 2);
+    std::memcpy(to + 6, &kPairs[word >> 16 & 0xFFF], 2);
+}
 
 std::uint8_t digit(char c) {
     return kDigits[static_cast<unsigned char>(c)];
@@ -68,26 +98,19 @@ void CBase64Writer::put(const unsigned char* data, std::size_t length) {
     while (done < length) put(data[done++]);
 }
 
-/// Whole groups of three bytes, a block of text at a time; gives the number of bytes taken.
+/// Whole groups of six bytes, a block of text at a time; gives the number of bytes taken.
 std::size_t CBase64Writer::put_groups(const unsigned char* data, std::size_t length) {
-    constexpr std::size_t kBlockGroups = 120;
-    char block[kBlockGroups * 4];
-    const std::size_t groups = length / 3;
+    constexpr std::size_t kBlockGroups = PieceBuffer::kLongestPiece / 8;
+    // Each group is read with the two bytes behind it.
+    const std::size_t groups = length < 8 ? 0 : (length - 2) / 6;
     for (std::size_t done = 0; done < groups;) {
-        const std::size_t end = std::min(groups, done + kBlockGroups);
-        char* to = block;
-        for (; done < end; ++done, to += 4) {
-            const unsigned char* from = data + done * 3;
-            const std::uint32_t word = static_cast<std::uint32_t>(from[0]) << 16 |
-                                       static_cast<std::uint32_t>(from[1]) << 8 | from[2];
-            to[0] = kAlphabet[word >> 18];
-            to[1] = kAlphabet[word >> 12 & 63];
-            to[2] = kAlphabet[word >> 6 & 63];
-            to[3] = kAlphabet[word & 63];
-        }
-        target->put_bytes(block, static_cast<std::size_t>(to - block));
+        const std::size_t count = std::min(groups - done, kBlockGroups);
+        char* const block = target->reserve_bytes(count * 8);
+        for (std::size_t i = 0; i < count; ++i) put_six(data + (done + i) * 6, block + i * 8);
+        target->commit_bytes(count * 8);
+        done += count;
     }
-    return groups * 3;
+    return groups * 6;
 }
 
 void CBase64Writer::finish() {

@@ -87,6 +87,11 @@ public:
     /// True while pieces are gathered into blocks, so that nobody can see how the text was cut up.
     bool gathers_pieces() const { return writer != nullptr && pieces.gathers(); }
 
+    /// Room for up to `PieceBuffer::kLongestPiece` raw bytes, of which `commit_bytes` says how many were
+    /// filled; only while a body is open.
+    char* reserve_bytes(std::size_t length) { return pieces.reserve(length); }
+    void commit_bytes(std::size_t length) { pieces.commit(length); }
+
     /// A number between two texts, in one go; only while pieces are gathered.
     template <class Number>
     void put_element(std::string_view start, Number value, std::string_view end);
