@@ -3,6 +3,7 @@
 
 #include <vqsys/net.h>
 
+#include <chrono>
 #include <memory>
 #include <thread>
 
@@ -289,6 +290,18 @@ TEST_F(SecureChannel, SplitsWhatIsLargerThanARecord) {
     provider.encrypt_status = SEC_E_OK;
     pair.close_far();
     static_cast<void>(channel->write("x", 1));  // the first may still be taken by the system
+    EXPECT_EQ(channel->write("x", 1), -1);
+}
+
+TEST_F(SecureChannel, SendsNothingMoreWhenItsTimeIsUp) {
+    using Clock = std::chrono::steady_clock;
+    connect();
+    ASSERT_EQ(vqNetSetTimeout(pair.near, 5), VQOK);
+    const auto start = Clock::now();
+    channel->limitSends(start + std::chrono::milliseconds(200));
+    const std::string large(4'000'000, 'x');  // more than the system takes while nobody reads
+    EXPECT_EQ(channel->write(large.data(), static_cast<int>(large.size())), -1);
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(3));
     EXPECT_EQ(channel->write("x", 1), -1);
 }
 
