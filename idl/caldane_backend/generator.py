@@ -173,6 +173,13 @@ class Generator:
             else:
                 item.header(body)
             before = kind
+        # Behind all classes: their parameters have to be whole.
+        for item in (item for how, item in order if how == 'whole' and isinstance(item, Stub)):
+            if item.namespace != space:
+                self.close(body, space)
+                space = item.namespace
+                self.open(body, space)
+            item.asynchronous_definitions(body)
         self.close(body, space)
         out = Lines()
         out.add(*self.preamble(), '#pragma once', '')

@@ -184,6 +184,7 @@ class Stub(InterfaceItem):
         out.document(['The same calls, made by a worker thread; '
                       'a future gives the result and the out parameters.'])
         for operation in declared:
+            out.add('template <class _Call = Caldane::Async>')
             self.future_function(out, operation, self.inside, '', ') const;')
         out.gap()
 
@@ -240,7 +241,14 @@ class Stub(InterfaceItem):
             out.add(f'std::future<{outcome}>')
         out.wrapped(head, given, tail)
 
+    def asynchronous_definitions(self, out: Lines) -> None:
+        for operation in self.operations:
+            if self.asynchronous(operation):
+                out.gap()
+                self.asynchronous_definition(out, operation)
+
     def asynchronous_definition(self, out: Lines, operation: Operation) -> None:
+        out.add('template <class _Call>')
         self.future_function(out, operation, Place(self.namespace), self.name + '::', ') const {')
         out.depth += 1
         taken = [p.name for p in operation.parameters]
@@ -248,13 +256,15 @@ class Stub(InterfaceItem):
         captured = [f'{target} = *this'] + [p.name for p in operation.parameters if p.direction != OUT]
         changing = any(p.direction == INOUT for p in operation.parameters)
         body = Lines()
+        body.depth = out.depth + 1
         self.asynchronous_body(body, operation, target, result)
-        start = f'return Caldane::run_async([{", ".join(captured)}]{"() mutable" if changing else ""} {{'
-        if len(body.lines) == 1 and 4 * out.depth + len(start) + len(body.lines[0]) + 5 <= WIDTH:
-            out.add(f'{start} {body.lines[0]} }});')
+        start = f'return _Call::start([{", ".join(captured)}]{"() mutable" if changing else ""} {{'
+        if len(body.lines) == 1 and 4 * out.depth + len(start) + len(body.lines[0].strip()) + 5 <= WIDTH:
+            out.add(f'{start} {body.lines[0].strip()} }});')
         else:
-            out.wrapped('return Caldane::run_async([', captured, ']() mutable {' if changing else '] {')
-            out.add(*('    ' + line for line in body.lines), '});')
+            out.wrapped('return _Call::start([', captured, ']() mutable {' if changing else '] {')
+            out.lines.extend(body.lines)
+            out.add('});')
         out.depth -= 1
         out.add('}')
 
@@ -278,7 +288,7 @@ class Stub(InterfaceItem):
         else:
             tuple_type = self.outcome(operation, place)
             made = tuple_type if len(tuple_type) < 60 else 'std::tuple'
-            out.wrapped(f'return {made}(', returned, ');')
+            out.wrapped(f'return {made}(', [f'std::move({name})' for name in returned], ');')
 
     def exception_name(self, decl, place: Place) -> str:
         return self.types.scoped_name(tuple(decl.scopedName()), place)
@@ -298,9 +308,6 @@ class Stub(InterfaceItem):
         for operation in self.operations:
             out.gap()
             self.definition(out, operation)
-            if self.asynchronous(operation):
-                out.gap()
-                self.asynchronous_definition(out, operation)
 
     def definition(self, out: Lines, operation: Operation) -> None:
         result = operation.result_type(self.types, Place(self.namespace))

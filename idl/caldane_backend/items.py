@@ -52,6 +52,22 @@ class Item:
             out.add(f'using {names.cxx(scoped[-1])} = {self.types.class_name(scoped)};')
         out.gap()
 
+    def special_members(self, out: Lines) -> None:
+        """Copies, moves and the end: declared here and defined once, or each use would bring its own code."""
+        name = self.name
+        out.add(f'{name}();', f'{name}(const {name}& other);', f'{name}({name}&& other) noexcept;',
+                f'{name}& operator=(const {name}& other);', f'{name}& operator=({name}&& other) noexcept;',
+                f'~{name}() override;')
+
+    def special_definitions(self, out: Lines) -> None:
+        name = self.name
+        out.add(f'{name}::{name}() = default;', f'{name}::{name}(const {name}& other) = default;',
+                f'{name}::{name}({name}&& other) noexcept = default;',
+                f'{name}& {name}::operator=(const {name}& other) = default;',
+                f'{name}& {name}::operator=({name}&& other) noexcept = default;',
+                f'{name}::~{name}() = default;')
+        out.gap()
+
     def info_signature(self, kind: str) -> str:
         return f'const _Caldane_{kind}Info& {self.name}::_info() {{'
 
@@ -196,7 +212,10 @@ class Struct(Item):
     def constructors(self, out: Lines) -> None:
         if not self.members:
             return
-        out.add(f'{self.name}() = default;')
+        if self.is_flat():
+            out.add(f'{self.name}() = default;')
+        else:
+            self.special_members(out)
         explicit = 'explicit ' if len(self.members) == 1 else ''
         given = [f'{self.member_type(member)} {member.name}_' for member in self.members]
         taken = [f'{member.name}({member.name}_)' if self.is_plain(member) else
@@ -215,6 +234,10 @@ class Struct(Item):
                 out.add(*((': ' if index == 0 else '  ') + part + (' {}' if index == len(taken) - 1 else ',')
                           for index, part in enumerate(taken)))
             out.depth -= 1
+
+    def is_flat(self) -> bool:
+        """Nothing but numbers and the like: what the compiler makes of it by itself is a few moves."""
+        return all(self.is_plain(member) for member in self.members)
 
     @staticmethod
     def is_plain(member: Member) -> bool:
@@ -240,6 +263,8 @@ class Struct(Item):
         """What comes first in the class."""
 
     def source(self, out: Lines) -> None:
+        if not self.is_flat():
+            self.special_definitions(out)
         out.add(self.info_signature('Struct'))
         out.depth += 1
         arguments = [self.type_info()]

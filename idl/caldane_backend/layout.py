@@ -66,7 +66,7 @@ def literal(text: str) -> str:
     """A text of IDL as a string literal; a character beyond ASCII is the byte of its number."""
     out = []
     for char in text:
-        if char in '"\\':
+        if char in '"\\' or (char == '?' and out and out[-1].endswith('?')):  # two of these could begin a trigraph
             out.append('\\' + char)
         elif char == '\n':
             out.append('\\n')

@@ -16,8 +16,11 @@ NULL EOF TRUE FALSE BUFSIZ EDOM ERANGE HUGE_VAL INFINITY NAN assert errno stdin 
 linux unix signals INT_MAX INT_MIN LONG_MAX LONG_MIN
 '''.split())
 
-# Names that the base of a union class needs for itself.
-UNION_NAMES = frozenset(('get', 'set'))
+# Functions of the base of a union class, which those of a member of the same name would hide or clash with.
+UNION_NAMES = frozenset((
+    'active', 'active_from', 'active_index', 'active_member', 'demarshal_member', 'discriminator',
+    'discriminator_type', 'get', 'getProperty', 'is_nil', 'member_name', 'property', 'repository_id', 'select',
+    'select_from', 'set', 'setProperty', 'type_name', 'type_namespace'))
 
 
 def cxx(name: str, taken: frozenset[str] = frozenset()) -> str:

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <caldane/addressable.h>
 
+#include <caldane/transport_stream.h>
+
 // Each view answers for its own representation and asks its base for the others, so a cast is a virtual call
 // and a few comparisons of addresses, and right for any class that derives from a view.
 
@@ -16,6 +18,15 @@ const View* view_of(_Caldane_AnyConstRef value) {
 template <class View>
 void* answer(const View* view, const _Caldane_Representation& wanted) {
     return wanted == View::_rep ? const_cast<View*>(view) : nullptr;
+}
+
+template <class View>
+_Caldane_Boolean marshal_elements(const View& view, _Caldane_Transport_OutStream& out) {
+    const _Caldane_ULong count = view.length();
+    for (_Caldane_ULong i = 0; i < count; ++i) {
+        if (view.element(i)._marshal(out) == _Caldane_FALSE) return _Caldane_FALSE;
+    }
+    return _Caldane_TRUE;
 }
 
 }  // namespace
@@ -108,4 +119,32 @@ const _Caldane_AddressableAny* _Caldane_AddressableAny::_down_cast_const(_Caldan
 }
 _Caldane_AddressableAny* _Caldane_AddressableAny::_down_cast(_Caldane_AnyRef value) {
     return const_cast<_Caldane_AddressableAny*>(_down_cast_const(value));
+}
+
+_Caldane_Boolean _Caldane_AddressableSequence::_marshal(_Caldane_Transport_OutStream& out) const {
+    const _Caldane_ULong count = length();
+    if (out.marshal(count) == _Caldane_FALSE) return _Caldane_FALSE;
+    return marshal_elements(*this, out);
+}
+_Caldane_Boolean _Caldane_AddressableSequence::_demarshal(_Caldane_Transport_InStream& in) {
+    _Caldane_ULong count = 0;
+    if (in.demarshal(count) == _Caldane_FALSE) return _Caldane_FALSE;
+    if ((bound() != 0 && count > bound()) || length(0) == _Caldane_FALSE) return _Caldane_FALSE;
+    // One by one: a length alone brings no memory about.
+    for (_Caldane_ULong i = 0; i < count; ++i) {
+        if (length(i + 1) == _Caldane_FALSE || _demarshal_content(i, in) == _Caldane_FALSE)
+            return _Caldane_FALSE;
+    }
+    return _Caldane_TRUE;
+}
+
+_Caldane_Boolean _Caldane_AddressableArray::_marshal(_Caldane_Transport_OutStream& out) const {
+    return marshal_elements(*this, out);
+}
+_Caldane_Boolean _Caldane_AddressableArray::_demarshal(_Caldane_Transport_InStream& in) {
+    const _Caldane_ULong count = length();
+    for (_Caldane_ULong i = 0; i < count; ++i) {
+        if (element(i).cast_away_constness()._demarshal(in) == _Caldane_FALSE) return _Caldane_FALSE;
+    }
+    return _Caldane_TRUE;
 }

@@ -22,10 +22,6 @@ public:
         return _Caldane_Sequence<T>::length(count);
     }
     _Caldane_ULong bound() const override { return type_->count(); }
-    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override {
-        if (_Caldane_Sequence<T>::_demarshal(in) == _Caldane_FALSE) return _Caldane_FALSE;
-        return static_cast<_Caldane_Boolean>(allowed(length()));
-    }
     const _Caldane_TypeRef& _get_typeref() const override { return type_->handle(); }
     _Caldane_AnyRef _clone() const override { return _Caldane_clone_of(*this); }
 
@@ -44,18 +40,6 @@ public:
     _Caldane_ULong length() const override { return type_->count(); }
     const _Caldane_TypeRef& element_type() const override { return type_->element(); }
     const void* _block() const override { return values_._block(); }
-    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override {
-        for (const T& item : values_) {
-            if (out.marshal(item) == _Caldane_FALSE) return _Caldane_FALSE;
-        }
-        return _Caldane_TRUE;
-    }
-    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override {
-        for (T& item : values_) {
-            if (in.demarshal(item) == _Caldane_FALSE) return _Caldane_FALSE;
-        }
-        return _Caldane_TRUE;
-    }
     const _Caldane_TypeRef& _get_typeref() const override { return type_->handle(); }
     _Caldane_AnyRef _clone() const override { return _Caldane_clone_of(*this); }
 
@@ -95,12 +79,6 @@ public:
             return false;
         }
     }
-    _Caldane_Boolean marshal(_Caldane_Transport_OutStream& out) const {
-        for (const _Caldane_Any& item : values_) {
-            if (item.value()._marshal(out) == _Caldane_FALSE) return _Caldane_FALSE;
-        }
-        return _Caldane_TRUE;
-    }
     const _Caldane_TypeRef& type() const { return *type_; }
 
 private:
@@ -121,21 +99,6 @@ public:
     const _Caldane_TypeRef& element_type() const override { return type_->element(); }
     _Caldane_ULong length() const override { return elements_.count(); }
     const void* _block() const override { return nullptr; }
-
-    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override {
-        return out.marshal(length()) == _Caldane_FALSE ? _Caldane_FALSE : elements_.marshal(out);
-    }
-    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override {
-        _Caldane_ULong count = 0;
-        if (in.demarshal(count) == _Caldane_FALSE || (bound() != 0 && count > bound())) return _Caldane_FALSE;
-        elements_.resize(0);
-        // One by one: a length alone brings no memory about.
-        for (_Caldane_ULong i = 0; i < count; ++i) {
-            if (!elements_.resize(i + 1) || elements_.at(i)._demarshal(in) == _Caldane_FALSE)
-                return _Caldane_FALSE;
-        }
-        return _Caldane_TRUE;
-    }
     const _Caldane_TypeRef& _get_typeref() const override { return type_->handle(); }
     _Caldane_AnyRef _clone() const override { return _Caldane_clone_of(*this); }
 
@@ -154,16 +117,6 @@ public:
     _Caldane_ULong length() const override { return elements_.count(); }
     const _Caldane_TypeRef& element_type() const override { return type_->element(); }
     const void* _block() const override { return nullptr; }
-
-    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override {
-        return elements_.marshal(out);
-    }
-    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override {
-        for (_Caldane_ULong i = 0; i < length(); ++i) {
-            if (elements_.at(i)._demarshal(in) == _Caldane_FALSE) return _Caldane_FALSE;
-        }
-        return _Caldane_TRUE;
-    }
     const _Caldane_TypeRef& _get_typeref() const override { return type_->handle(); }
     _Caldane_AnyRef _clone() const override { return _Caldane_clone_of(*this); }
 

@@ -103,6 +103,11 @@ public:
         return element(index).cast_away_constness()._demarshal(in);
     }
 
+    /// The number of elements, then each.
+    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
+    /// Grows with what is read, not with what a length promises.
+    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
+
     static const _Caldane_AddressableSequence* _down_cast_const(_Caldane_AnyConstRef value);
     static _Caldane_AddressableSequence* _down_cast(_Caldane_AnyRef value);
 
@@ -118,6 +123,10 @@ public:
     virtual const _Caldane_TypeRef& element_type() const = 0;
     /// As for sequences.
     virtual const void* _block() const = 0;
+
+    /// Each element.
+    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
+    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
 
     static const _Caldane_AddressableArray* _down_cast_const(_Caldane_AnyConstRef value);
     static _Caldane_AddressableArray* _down_cast(_Caldane_AnyRef value);

@@ -5,7 +5,6 @@
 #include <cstddef>
 
 #include <caldane/addressable.h>
-#include <caldane/transport_stream.h>
 #include <caldane/value_support.h>
 
 /// An IDL array: a `std::array` of its elements by value that can travel. Of several dimensions the outer
@@ -35,23 +34,11 @@ public:
         return nullptr;
     }
 
-    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override {
-        for (const T& item : static_cast<const Elements&>(*this)) {
-            if (out.marshal(item) == _Caldane_FALSE) return _Caldane_FALSE;
-        }
-        return _Caldane_TRUE;
-    }
-    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override {
-        for (T& item : static_cast<Elements&>(*this)) {
-            if (in.demarshal(item) == _Caldane_FALSE) return _Caldane_FALSE;
-        }
-        return _Caldane_TRUE;
-    }
     const _Caldane_TypeRef& _get_typeref() const override { return _static_typeref(); }
     _Caldane_Boolean _convert_from(_Caldane_AnyConstRef source) override {
         return _Caldane_assign_from(*this, source);
     }
-    _Caldane_AnyRef _clone() const override { return _Caldane_clone_of(*this); }
+    _Caldane_AnyRef _clone() const override { return _Caldane_clone_by_type(*this); }
 
     static const _Caldane_TypeRef& _static_typeref() {
         return _Caldane_PlainTypeOf<_Caldane_Array, _Caldane_TypeRef::tk_array>::handle.object;

@@ -32,4 +32,13 @@ std::future<std::invoke_result_t<Work&>> run_async(Work work) {
     return result;
 }
 
+/// How generated code starts its asynchronous calls. They are templates over this class, so that those which
+/// a program does not use cost it no compile time and no code.
+struct Async {
+    template <class Work>
+    static auto start(Work work) {
+        return run_async(std::move(work));
+    }
+};
+
 }  // namespace Caldane

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
+#include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <tuple>
 #include <type_traits>
-#include <utility>
 
 #include <caldane/arg_list.h>
 #include <caldane/call_info.h>
@@ -94,56 +92,77 @@ private:
     double previous;
 };
 
-/// An argument of a call: name, direction, and the caller's value.
-template <class T>
-struct Argument {
-    const char* name;
-    std::int32_t direction;
-    T* value;
+/// An argument that is a `bool`: a `_Caldane_Boolean` travels for it.
+class BoolArgument {
+public:
+    BoolArgument(const char* name, _Caldane_Parameter::Direction direction, bool& value)
+        : name_(name), direction_(direction), value_(value), held_(static_cast<_Caldane_Boolean>(value)) {}
+
+    operator _Caldane_Parameter() { return {name_, direction_, _Caldane_AnyRef(held_)}; }
+    /// Gives the caller what came back.
+    void store() {
+        if (direction_ != _Caldane_Parameter::IN) value_ = held_ != _Caldane_FALSE;
+    }
+
+private:
+    const char* name_;
+    _Caldane_Parameter::Direction direction_;
+    bool& value_;
+    _Caldane_Boolean held_;
 };
 
-template <class T>
-Argument<T> in(const char* name, const T& value) {
-    return {name, _Caldane_Parameter::IN, const_cast<T*>(&value)};
+// The bools are templates: an enum converts to bool as well as to a reference to its value.
+inline _Caldane_Parameter in(const char* name, _Caldane_AnyConstRef value) {
+    return {name, _Caldane_Parameter::IN, value};
 }
-template <class T>
-Argument<T> out(const char* name, T& value) {
-    return {name, _Caldane_Parameter::OUT, &value};
+inline _Caldane_Parameter out(const char* name, _Caldane_AnyRef value) {
+    return {name, _Caldane_Parameter::OUT, value};
 }
-template <class T>
-Argument<T> inout(const char* name, T& value) {
-    return {name, _Caldane_Parameter::INOUT, &value};
+inline _Caldane_Parameter inout(const char* name, _Caldane_AnyRef value) {
+    return {name, _Caldane_Parameter::INOUT, value};
+}
+template <std::same_as<bool> Bool>
+BoolArgument in(const char* name, const Bool& value) {
+    return {name, _Caldane_Parameter::IN, const_cast<Bool&>(value)};
+}
+template <std::same_as<bool> Bool>
+BoolArgument out(const char* name, Bool& value) {
+    return {name, _Caldane_Parameter::OUT, value};
+}
+template <std::same_as<bool> Bool>
+BoolArgument inout(const char* name, Bool& value) {
+    return {name, _Caldane_Parameter::INOUT, value};
 }
 
-/// Makes the argument list on the stack and invokes; gives the result.
-template <class Result, class... T>
-Result call(const _Caldane_Object& target, const Operation& operation, Argument<T>... arguments) {
-    std::tuple<Carrier<T>...> carriers(Carrier<T>(*arguments.value)...);
-    return std::apply(
-        [&](Carrier<T>&... carrier) -> Result {
-            ((arguments.direction != _Caldane_Parameter::OUT ? carrier.load() : void()), ...);
-            std::array<_Caldane_Parameter, sizeof...(T) + 1> parameters{
-                _Caldane_Parameter(arguments.name, arguments.direction, carrier.reference())...,
-                _Caldane_Parameter()};
-            const auto store = [&] {
-                ((arguments.direction != _Caldane_Parameter::IN ? carrier.store() : void()), ...);
-            };
-            if constexpr (std::is_void_v<Result>) {
-                _Caldane_ArgList list(parameters.data(), sizeof...(T), parameters[sizeof...(T)]);
-                invoke(target, operation, list);
-                store();
-            } else {
-                Result result{};
-                Carrier<Result> result_carrier(result);
-                _Caldane_Parameter holder("return", _Caldane_Parameter::OUT, result_carrier.reference());
-                _Caldane_ArgList list(parameters.data(), sizeof...(T), holder);
-                invoke(target, operation, list);
-                store();
-                result_carrier.store();
-                return result;
-            }
-        },
-        carriers);
+namespace detail {
+
+inline void store(const _Caldane_Parameter&) {}
+inline void store(BoolArgument& argument) {
+    argument.store();
+}
+
+}  // namespace detail
+
+/// Makes the argument list on the stack and invokes; gives the result. An argument is what `in`, `out` and
+/// `inout` make, so that the operations of one result type and number of arguments share their code.
+template <class Result, class... Arguments>
+Result call(const _Caldane_Object& target, const Operation& operation, Arguments&&... arguments) {
+    constexpr std::size_t kCount = sizeof...(Arguments);
+    _Caldane_Parameter parameters[] = {static_cast<_Caldane_Parameter>(arguments)..., _Caldane_Parameter()};
+    if constexpr (std::is_void_v<Result>) {
+        _Caldane_ArgList list(parameters, kCount, parameters[kCount]);
+        invoke(target, operation, list);
+        (detail::store(arguments), ...);
+    } else {
+        Result result{};
+        Carrier<Result> carrier(result);
+        _Caldane_Parameter holder("return", _Caldane_Parameter::OUT, carrier.reference());
+        _Caldane_ArgList list(parameters, kCount, holder);
+        invoke(target, operation, list);
+        (detail::store(arguments), ...);
+        carrier.store();
+        return result;
+    }
 }
 
 /// Base of the reference class (stub) of an interface: a value that refers to an object of it. An interface

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
 #include <initializer_list>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include <caldane/addressable.h>
-#include <caldane/transport_stream.h>
 #include <caldane/value_support.h>
 
 /// An IDL sequence: a `std::vector` of its elements by value that can travel. `T` is an IDL primitive (a
@@ -20,6 +18,26 @@ public:
     using Vector = std::vector<T>;
 
     _Caldane_Sequence() = default;
+    // Not inline, nor are assignment and end: each struct with a sequence in it would bring the code anew.
+    [[gnu::noinline]] _Caldane_Sequence(const _Caldane_Sequence& other)
+        : _Caldane_AddressableSequence(other), Vector(other) {}
+    _Caldane_Sequence(_Caldane_Sequence&& other) noexcept = default;
+    [[gnu::noinline]] _Caldane_Sequence& operator=(const _Caldane_Sequence& other) {
+        if constexpr (_Caldane_is_primitive<T>) {
+            Vector::operator=(other);
+        } else {
+            Vector copy(other);
+            Vector::swap(copy);
+        }
+        _Caldane_AddressableSequence::operator=(other);
+        return *this;
+    }
+    [[gnu::noinline]] _Caldane_Sequence& operator=(_Caldane_Sequence&& other) noexcept {
+        _Caldane_AddressableSequence::operator=(std::move(other));
+        Vector::operator=(std::move(other));
+        return *this;
+    }
+    [[gnu::noinline]] ~_Caldane_Sequence() override {}
     _Caldane_Sequence(std::initializer_list<T> elements) : Vector(elements) {}
     explicit _Caldane_Sequence(std::size_t count, const T& element = T()) : Vector(count, element) {}
     template <std::input_iterator Iterator>
@@ -39,13 +57,11 @@ public:
         return nullptr;
     }
 
-    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
-    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
     const _Caldane_TypeRef& _get_typeref() const override { return _static_typeref(); }
     _Caldane_Boolean _convert_from(_Caldane_AnyConstRef source) override {
         return _Caldane_assign_from(*this, source);
     }
-    _Caldane_AnyRef _clone() const override { return _Caldane_clone_of(*this); }
+    _Caldane_AnyRef _clone() const override { return _Caldane_clone_by_type(*this); }
 
     static const _Caldane_TypeRef& _static_typeref() {
         return _Caldane_PlainTypeOf<_Caldane_Sequence, _Caldane_TypeRef::tk_sequence>::handle.object;
@@ -54,10 +70,6 @@ public:
     friend bool operator==(const _Caldane_Sequence& a, const _Caldane_Sequence& b) {
         return a.is_nil() == b.is_nil() && static_cast<const Vector&>(a) == static_cast<const Vector&>(b);
     }
-
-private:
-    /// How far memory is set aside on a length's word alone.
-    static constexpr std::size_t kTrustedAhead = 1024;
 };
 
 template <class T, _Caldane_ULong Bound>
@@ -69,32 +81,6 @@ _Caldane_Boolean _Caldane_Sequence<T, Bound>::length(_Caldane_ULong count) {
     } catch (const std::bad_alloc&) {
         return _Caldane_FALSE;
     } catch (const std::length_error&) {
-        return _Caldane_FALSE;
-    }
-}
-
-template <class T, _Caldane_ULong Bound>
-_Caldane_Boolean _Caldane_Sequence<T, Bound>::_marshal(_Caldane_Transport_OutStream& out) const {
-    if (out.marshal(length()) == _Caldane_FALSE) return _Caldane_FALSE;
-    for (const T& item : static_cast<const Vector&>(*this)) {
-        if (out.marshal(item) == _Caldane_FALSE) return _Caldane_FALSE;
-    }
-    return _Caldane_TRUE;
-}
-
-template <class T, _Caldane_ULong Bound>
-_Caldane_Boolean _Caldane_Sequence<T, Bound>::_demarshal(_Caldane_Transport_InStream& in) {
-    _Caldane_ULong count = 0;
-    if (in.demarshal(count) == _Caldane_FALSE) return _Caldane_FALSE;
-    if (Bound != 0 && count > Bound) return _Caldane_FALSE;
-    try {
-        Vector::clear();
-        Vector::reserve(std::min<std::size_t>(count, kTrustedAhead));
-        for (_Caldane_ULong i = 0; i < count; ++i) {
-            if (in.demarshal(Vector::emplace_back()) == _Caldane_FALSE) return _Caldane_FALSE;
-        }
-        return _Caldane_TRUE;
-    } catch (const std::bad_alloc&) {
         return _Caldane_FALSE;
     }
 }

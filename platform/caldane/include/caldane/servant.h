@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
@@ -111,81 +109,76 @@ private:
 
 namespace Caldane {
 
+namespace detail {
+
+/// A parameter or result of a servant's operation with what travels for it.
+template <class T>
+struct Stored {
+    T value{};
+    Carrier<T> carrier{value};
+};
+
+template <class Servant>
+Servant& servant_of(_Caldane_ImplBase& base) {
+    if constexpr (requires { static_cast<Servant&>(base); }) {
+        return static_cast<Servant&>(base);
+    } else {
+        return dynamic_cast<Servant&>(base);
+    }
+}
+
 /// The code between an argument list and the member function of a servant.
-template <class Servant, class Result, class... Parameters>
+template <auto Function, class Servant, class Result, class... Parameters>
 struct Skeleton {
-    using Storage = std::tuple<std::remove_cvref_t<Parameters>...>;
-    using Carriers = std::tuple<Carrier<std::remove_cvref_t<Parameters>>...>;
-    using Member = Result (Servant::*)(Parameters...);
     struct NoResult {};
-    using Held = std::conditional_t<std::is_void_v<Result>, NoResult, std::remove_cvref_t<Result>>;
+    using Held = std::conditional_t<std::is_void_v<Result>, NoResult, Stored<std::remove_cvref_t<Result>>>;
+    using Indexes = std::index_sequence_for<Parameters...>;
 
-    struct State {
-        Servant& servant;
-        Member member;
-        Storage& values;
-        Held& result;
-    };
+    Servant& servant;
+    std::tuple<Stored<std::remove_cvref_t<Parameters>>...> values{};
+    Held result{};
 
-    static Servant& servant_of(_Caldane_ImplBase& base) {
-        if constexpr (requires { static_cast<Servant&>(base); }) {
-            return static_cast<Servant&>(base);
+    static void step(void* opaque) { static_cast<Skeleton*>(opaque)->call(Indexes()); }
+
+    template <std::size_t... I>
+    void call(std::index_sequence<I...>) {
+        if constexpr (std::is_void_v<Result>) {
+            (servant.*Function)(static_cast<Parameters>(std::get<I>(values).value)...);
         } else {
-            return dynamic_cast<Servant&>(base);
+            result.value = (servant.*Function)(static_cast<Parameters>(std::get<I>(values).value)...);
         }
     }
 
-    static void step(void* opaque) {
-        State& state = *static_cast<State*>(opaque);
-        std::apply(
-            [&state](auto&... value) {
-                if constexpr (std::is_void_v<Result>) {
-                    (state.servant.*state.member)(static_cast<Parameters>(value)...);
-                } else {
-                    state.result = (state.servant.*state.member)(static_cast<Parameters>(value)...);
-                }
-            },
-            state.values);
+    template <std::size_t... I>
+    void serve(IncomingRequest& request, const ServantOperation& operation, std::index_sequence<I...>) {
+        _Caldane_Parameter parameters[] = {
+            _Caldane_Parameter(operation.parameters[I].name, operation.parameters[I].direction,
+                               std::get<I>(values).carrier.reference())...,
+            returned()};
+        _Caldane_ArgList args(parameters, sizeof...(I), parameters[sizeof...(I)]);
+        if (!request.read(args)) return;
+        (std::get<I>(values).carrier.store(), ...);
+        if (!request.run(&step, this)) return;
+        (std::get<I>(values).carrier.load(), ...);
+        if constexpr (!std::is_void_v<Result>) result.carrier.load();
+        request.reply(args);
     }
 
-    template <std::size_t... I>
-    static void dispatch(Member member, _Caldane_ImplBase& base, IncomingRequest& request,
-                         const ServantOperation& operation, std::index_sequence<I...>) {
-        Storage values{};
-        Carriers carriers(Carrier<std::remove_cvref_t<Parameters>>(std::get<I>(values))...);
-        std::array<_Caldane_Parameter, sizeof...(I) + 1> parameters{
-            _Caldane_Parameter(operation.parameters[I].name, operation.parameters[I].direction,
-                               std::get<I>(carriers).reference())...,
-            _Caldane_Parameter()};
-        Held result{};
-        State state{servant_of(base), member, values, result};
-        const auto run = [&](_Caldane_Parameter& holder) {
-            _Caldane_ArgList args(parameters.data(), sizeof...(I), holder);
-            if (!request.read(args)) return false;
-            (std::get<I>(carriers).store(), ...);
-            return request.run(&step, &state);
-        };
-        const auto reply = [&](_Caldane_Parameter& holder) {
-            (std::get<I>(carriers).load(), ...);
-            _Caldane_ArgList args(parameters.data(), sizeof...(I), holder);
-            request.reply(args);
-        };
+    _Caldane_Parameter returned() {
         if constexpr (std::is_void_v<Result>) {
-            if (run(parameters.back())) reply(parameters.back());
+            return {};
         } else {
-            Carrier<Held> carrier(result);
-            _Caldane_Parameter holder("return", _Caldane_Parameter::OUT, carrier.reference());
-            if (!run(holder)) return;
-            carrier.load();
-            reply(holder);
+            return {"return", _Caldane_Parameter::OUT, result.carrier.reference()};
         }
     }
 };
 
-namespace detail {
-
-template <class Servant, class Result, class... Parameters>
-Skeleton<Servant, Result, Parameters...> skeleton_of(Result (Servant::*)(Parameters...));
+template <auto Function, class Servant, class Result, class... Parameters>
+void dispatch(Result (Servant::*)(Parameters...), _Caldane_ImplBase& base, IncomingRequest& request,
+              const ServantOperation& operation) {
+    Skeleton<Function, Servant, Result, Parameters...> skeleton{servant_of<Servant>(base)};
+    skeleton.serve(request, operation, std::index_sequence_for<Parameters...>());
+}
 
 template <class Servant, class Result, class... Parameters>
 constexpr std::size_t arity_of(Result (Servant::*)(Parameters...)) {
@@ -194,8 +187,7 @@ constexpr std::size_t arity_of(Result (Servant::*)(Parameters...)) {
 
 template <auto Function>
 void dispatch(_Caldane_ImplBase& base, IncomingRequest& request, const ServantOperation& operation) {
-    decltype(skeleton_of(Function))::dispatch(Function, base, request, operation,
-                                              std::make_index_sequence<arity_of(Function)>());
+    dispatch<Function>(Function, base, request, operation);
 }
 
 }  // namespace detail

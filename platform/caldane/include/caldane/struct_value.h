@@ -64,6 +64,32 @@ struct _Caldane_StructInfo : _Caldane_TypeInfo {
     _Caldane_Boolean demarshal_members(void* object, _Caldane_Transport_InStream& in) const;
 };
 
+/// What all structs do alike, by their table.
+class _Caldane_StructValue : public _Caldane_AddressableStruct {
+public:
+    _Caldane_AnyConstRef member(_Caldane_ULong index) const override;
+    _Caldane_String repository_id() const override;
+    _Caldane_String type_name() const override;
+    _Caldane_String type_namespace() const override;
+    _Caldane_ULong member_count() const override;
+    _Caldane_String member_name(_Caldane_ULong index) const override;
+    _Caldane_Boolean demarshal_member(_Caldane_ULong index, _Caldane_Transport_InStream& in) override;
+
+    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
+    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
+    _Caldane_AnyRef _clone() const override;
+
+protected:
+    /// The table, and the object as its accessors want it.
+    struct Described {
+        const _Caldane_StructInfo* info;
+        const void* object;
+    };
+
+private:
+    virtual Described _described() const = 0;
+};
+
 /// Base of the class of an IDL struct. The class has public members and a static `_info()`:
 ///
 ///     class Receipt final : public _Caldane_Struct<Receipt> {
@@ -73,33 +99,12 @@ struct _Caldane_StructInfo : _Caldane_TypeInfo {
 ///         static const _Caldane_StructInfo& _info();
 ///     };
 template <class Self>
-class _Caldane_Struct : public _Caldane_AddressableStruct {
+class _Caldane_Struct : public _Caldane_StructValue {
 public:
-    _Caldane_AnyConstRef member(_Caldane_ULong index) const override {
-        return Self::_info().member_of(const_cast<void*>(self()), index);
-    }
-    _Caldane_String repository_id() const override { return _Caldane_String::constant(Self::_info().id); }
-    _Caldane_String type_name() const override { return _Caldane_String::constant(Self::_info().name); }
-    _Caldane_String type_namespace() const override {
-        return _Caldane_String::constant(Self::_info().name_space);
-    }
-    _Caldane_ULong member_count() const override { return Self::_info().count; }
-    _Caldane_String member_name(_Caldane_ULong index) const override { return Self::_info().name_of(index); }
-    _Caldane_Boolean demarshal_member(_Caldane_ULong index, _Caldane_Transport_InStream& in) override {
-        return Self::_info().demarshal_member(self(), index, in);
-    }
-
-    _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override {
-        return Self::_info().marshal_members(self(), out);
-    }
-    _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override {
-        return Self::_info().demarshal_members(self(), in);
-    }
     const _Caldane_TypeRef& _get_typeref() const override { return _static_typeref(); }
     _Caldane_Boolean _convert_from(_Caldane_AnyConstRef source) override {
         return _Caldane_assign_from(static_cast<Self&>(*this), source);
     }
-    _Caldane_AnyRef _clone() const override { return _Caldane_clone_of(static_cast<const Self&>(*this)); }
 
     static _Caldane_IDL_Type& _type() { return Types::type; }
     static const _Caldane_TypeRef& _static_typeref() { return Types::handle.object; }
@@ -110,6 +115,5 @@ public:
 
 private:
     using Types = _Caldane_NamedTypeOf<Self, _Caldane_TypeRef::tk_struct>;
-    void* self() { return static_cast<Self*>(this); }
-    const void* self() const { return static_cast<const Self*>(this); }
+    Described _described() const override { return {&Self::_info(), static_cast<const Self*>(this)}; }
 };

@@ -103,7 +103,7 @@ public:
     _Caldane_Boolean _convert_from(_Caldane_AnyConstRef source) override {
         return _Caldane_assign_from(static_cast<Self&>(*this), source);
     }
-    _Caldane_AnyRef _clone() const override { return _Caldane_clone_of(static_cast<const Self&>(*this)); }
+    _Caldane_AnyRef _clone() const override { return _Caldane_clone_by_type(*this); }
 
     static _Caldane_IDL_Type& _type() { return Types::type; }
     static const _Caldane_TypeRef& _static_typeref() { return Types::handle.object; }
@@ -114,6 +114,26 @@ public:
 
 protected:
     _Caldane_Union() { discriminator(0); }
+    // Not inline: copies of a variant are much code.
+    [[gnu::noinline]] _Caldane_Union(const _Caldane_Union& other)
+        : _Caldane_AddressableUnion(other), discriminator_(other.discriminator_), value_(other.value_) {}
+    [[gnu::noinline]] _Caldane_Union(_Caldane_Union&& other) noexcept
+        : _Caldane_AddressableUnion(std::move(other)),
+          discriminator_(other.discriminator_),
+          value_(std::move(other.value_)) {}
+    [[gnu::noinline]] _Caldane_Union& operator=(const _Caldane_Union& other) {
+        _Caldane_AddressableUnion::operator=(other);
+        value_ = other.value_;
+        discriminator_ = other.discriminator_;
+        return *this;
+    }
+    [[gnu::noinline]] _Caldane_Union& operator=(_Caldane_Union&& other) noexcept {
+        _Caldane_AddressableUnion::operator=(std::move(other));
+        value_ = std::move(other.value_);
+        discriminator_ = other.discriminator_;
+        return *this;
+    }
+    [[gnu::noinline]] ~_Caldane_Union() override {}
 
     template <std::size_t Index>
     auto get() const {
@@ -140,17 +160,13 @@ private:
     void select_from(_Caldane_ULong index, std::index_sequence<Index...>) {
         ((index == Index ? static_cast<void>(value_.template emplace<Index + 1>()) : void()), ...);
     }
-    _Caldane_AnyRef active() const {
-        return std::visit(
-            [](const auto& member) -> _Caldane_AnyRef {
-                if constexpr (std::is_same_v<std::remove_cvref_t<decltype(member)>, std::monostate>) {
-                    return {};
-                } else {
-                    return _Caldane_AnyConstRef(member).cast_away_constness();
-                }
-            },
-            value_);
+    template <std::size_t... Index>
+    _Caldane_AnyRef active_from(std::index_sequence<Index...>) const {
+        _Caldane_AnyConstRef found;
+        ((value_.index() == Index + 1 ? static_cast<void>(found = *get<Index>()) : void()), ...);
+        return found.cast_away_constness();
     }
+    _Caldane_AnyRef active() const { return active_from(std::index_sequence_for<Members...>()); }
 
     _Caldane_Long discriminator_ = 0;
     Held value_;

@@ -48,6 +48,9 @@ _Caldane_AnyRef _Caldane_clone_of(const T& value) {
     }
 }
 
+/// The same for classes whose copies are much code: a new value of the type takes over the content.
+_Caldane_AnyRef _Caldane_clone_by_type(const _Caldane_TxType& value);
+
 /// The `_convert_from` of a class.
 template <class T>
 _Caldane_Boolean _Caldane_assign_from(T& value, _Caldane_AnyConstRef source) {
