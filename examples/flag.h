@@ -4,6 +4,12 @@
 #include <algorithm>
 #include <string_view>
 
+/// Whether help is asked for, and nothing else.
+inline bool wants_help(int argc, char** argv) {
+    const std::string_view word = argc == 2 ? argv[1] : "";
+    return word == "--help" || word == "-h";
+}
+
 /// Takes a flag out of the arguments of a program, wherever it stands ahead of a URL; true if it was there.
 inline bool take_flag(int& argc, char** argv, std::string_view flag) {
     for (int i = 1; i < argc; ++i) {

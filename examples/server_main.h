@@ -26,7 +26,7 @@ int server_main(int argc, char** argv, const char* name, const char* usage, Serv
         "else with\n"
         "one for localhost.\n";
     try {
-        if (!Caldane::init(argc, argv)) {
+        if (wants_help(argc, argv) || !Caldane::init(argc, argv)) {
             std::cout << usage << kTextOptionHelp << kSecureHelp;
             return 0;
         }
@@ -34,7 +34,8 @@ int server_main(int argc, char** argv, const char* name, const char* usage, Serv
         const bool secure = take_flag(argc, argv, "--secure");
         if (secure) choose_certificate();
         if (argc != 3 || std::string_view(argv[1]) != "--listen") {
-            std::cerr << usage << kTextOptionHelp << kSecureHelp;
+            std::cerr << name << ": --listen HOST:PORT is wanted, and nothing else\n"
+                      << usage << kTextOptionHelp << kSecureHelp;
             return 64;
         }
         serve(std::string(argv[2]), secure);

@@ -175,7 +175,7 @@ int run(std::vector<std::string> words) {
 
 int main(int argc, char** argv) {
     try {
-        if (!Caldane::init(argc, argv)) {
+        if (wants_help(argc, argv) || !Caldane::init(argc, argv)) {
             usage(std::cout);
             return kDone;
         }

@@ -128,7 +128,7 @@ int run(const std::vector<std::string>& words, bool utf8) {
 
 int main(int argc, char** argv) {
     try {
-        if (!Caldane::init(argc, argv)) {
+        if (wants_help(argc, argv) || !Caldane::init(argc, argv)) {
             usage(std::cout);
             return kDone;
         }

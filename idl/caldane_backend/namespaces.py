@@ -16,7 +16,8 @@ def parse(text: str, path: str, line: int) -> re.Match:
     match = FORM.match(text.strip())
     if match is None:
         line, column = find(path, line, r'namespace')
-        raise IdlError([f'{path}:{line}:{column}: expected #pragma namespace NAME "uri"'])
+        raise IdlError([f'{path}:{line}:{column}: expected #pragma namespace NAME "uri", '
+                        'the uri without blanks, <, > and &'])
     return match
 
 

@@ -103,8 +103,9 @@ class Compiler:
         told = messages.translate(run.stderr) if 'Traceback' not in run.stderr else [run.stderr]
         if run.returncode != 0:
             raise Failure('\n'.join(told))
-        for line in told:
-            print(line, file=sys.stderr)
+        if not self.options.describe:  # for a program that only wants to know, warnings are in its way
+            for line in told:
+                print(line, file=sys.stderr)
         results = self.describe(name, described) if described else [made.header_path, made.source_path]
         targets = [os.path.join(self.options.folder, os.path.basename(result)) for result in results]
         self.results += list(zip(results, targets))

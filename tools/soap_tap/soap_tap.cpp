@@ -128,12 +128,14 @@ vqSocket open_listener(vqAddress& bound) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 2 || argv[1][0] == '-') {
-        std::fprintf(stderr,
+    const std::string_view word = argc == 2 ? argv[1] : "";
+    const bool help = word == "--help" || word == "-h";
+    if (word.empty() || word.front() == '-') {
+        std::fprintf(help ? stdout : stderr,
                      "usage: soap_tap HOST:PORT\n"
                      "Listens on a port of 127.0.0.1, prints 'listening 127.0.0.1:PORT', passes every\n"
                      "connection on to HOST:PORT and shows what goes over it in either direction.\n");
-        return 64;
+        return help ? 0 : 64;
     }
     vqAddress server;
     if (!parse_address(argv[1], server)) return 64;

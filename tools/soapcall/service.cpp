@@ -65,6 +65,7 @@ Service::Service(const Json& description, const std::string& interface_name) {
 
 const Json& Service::choose(const Json& interfaces, const std::string& wanted) const {
     const Json* found = nullptr;
+    bool several = false;
     std::string names;
     for (const Json& entry : interfaces) {
         const std::string& scoped = entry.at("scoped").get_ref<const std::string&>();
@@ -72,9 +73,10 @@ const Json& Service::choose(const Json& interfaces, const std::string& wanted) c
             wanted.empty() ? entry.at("main").get<bool>() : scoped == wanted || entry.at("name") == wanted;
         names += (names.empty() ? "" : ", ") + scoped;
         if (!fits) continue;
-        if (found != nullptr) wrong_usage("--interface has to say which one: " + names);
+        several = several || found != nullptr;
         found = &entry;
     }
+    if (several) wrong_usage("--interface has to say which one: " + names);
     if (found == nullptr)
         wrong_usage(names.empty() ? "the file declares no interface"
                                   : "there is no interface '" + wanted + "', but: " + names);
