@@ -57,14 +57,34 @@ std::uint8_t digit(char c) {
     return kDigits[static_cast<unsigned char>(c)];
 }
 
+/// Where a digit's bits stand in a group of four, by its place there; `kNoDigit` for what is none.
+constexpr std::uint32_t kNoDigit = 1U << 24;
+using PlacedDigits = std::array<std::array<std::uint32_t, 256>, 4>;
+
+constexpr PlacedDigits placed_digits() {
+    PlacedDigits table{};
+    for (std::size_t place = 0; place < 4; ++place) {
+        for (std::size_t c = 0; c < 256; ++c)
+            table[place][c] =
+                kDigits[c] < kPad ? static_cast<std::uint32_t>(kDigits[c]) << (18 - 6 * place) : kNoDigit;
+    }
+    return table;
+}
+
+constexpr PlacedDigits kPlaced = placed_digits();
+
+/// The 24 bits of four digits; `kNoDigit` or more if one of them is none.
+std::uint32_t group_at(const char* text) {
+    const auto bits = [text](std::size_t i) { return kPlaced[i][static_cast<unsigned char>(text[i])]; };
+    return bits(0) | bits(1) | bits(2) | bits(3);
+}
+
 /// The 6 bits of a digit; "=" stands for none of them.
 std::uint32_t bits(std::uint8_t digit_value) {
     return digit_value & 63U;
 }
 
-void store_group(const std::uint8_t* group, unsigned char* out) {
-    const std::uint32_t word =
-        bits(group[0]) << 18 | bits(group[1]) << 12 | bits(group[2]) << 6 | bits(group[3]);
+void store(std::uint32_t word, unsigned char* out) {
     out[0] = static_cast<unsigned char>(word >> 16);
     out[1] = static_cast<unsigned char>(word >> 8);
     out[2] = static_cast<unsigned char>(word);
@@ -130,10 +150,8 @@ std::size_t base64_decode(const char* text, std::size_t length, unsigned char* o
     std::uint8_t last_but_one = kNone;
     for (std::size_t i = 0; i < length;) {
         if (held == 0 && length - i >= 4) {
-            const std::uint8_t plain[4] = {digit(text[i]), digit(text[i + 1]), digit(text[i + 2]),
-                                           digit(text[i + 3])};
-            if ((plain[0] | plain[1] | plain[2] | plain[3]) < kPad) {
-                store_group(plain, out + bytes);
+            if (const std::uint32_t word = group_at(text + i); word < kNoDigit) {
+                store(word, out + bytes);
                 bytes += 3;
                 last = last_but_one = 0;
                 i += 4;
@@ -146,7 +164,8 @@ std::size_t base64_decode(const char* text, std::size_t length, unsigned char* o
         last = next;
         group[held++] = next;
         if (held < 4) continue;
-        store_group(group, out + bytes);
+        store(bits(group[0]) << 18 | bits(group[1]) << 12 | bits(group[2]) << 6 | bits(group[3]),
+              out + bytes);
         bytes += 3;
         held = 0;
     }

@@ -172,6 +172,16 @@ bool CRefString::create(CRefString& out, const char* text, std::size_t length) n
     return true;
 }
 
+CRefString CRefString::adopt(void* block, int length) noexcept {
+    static_assert(sizeof(Body) == kHeadRoom);
+    CRefString made;
+    made.body = static_cast<Body*>(block);
+    // A capacity of 0 is never that of a spare block.
+    *made.body = {length, 1, 0, 0};
+    text_of(made.body)[length] = '\0';
+    return made;
+}
+
 bool CRefString::equal_text(const CRefString& other) const noexcept {
     if (body && other.body && body->hash != 0 && other.body->hash != 0 && body->hash != other.body->hash)
         return false;

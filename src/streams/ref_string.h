@@ -40,6 +40,13 @@ public:
     /// above 2^31 - 64.
     [[nodiscard]] static bool create(CRefString& out, const char* text, std::size_t length) noexcept;
 
+    /// Bytes in front of a text that `adopt` takes over.
+    static constexpr std::size_t kHeadRoom = 16;
+
+    /// Makes a text, without copying it, of a block of `PEL_array_resize` that has `kHeadRoom` bytes, then
+    /// `length` bytes of text, then one more at least. Takes the block over; cannot fail.
+    static CRefString adopt(void* block, int length) noexcept;
+
     /// A text of `length` bytes, which may be 0; the empty text when memory ends.
     static CRefString of(const char* text, int length) noexcept {
         CRefString made;
@@ -87,8 +94,6 @@ public:
     bool shares(const CRefString& other) const noexcept { return body == other.body; }
 
 private:
-    friend class XmlTextBuffer;
-
     /// What stands in front of the text, in the same block.
     struct Body {
         std::int32_t length;

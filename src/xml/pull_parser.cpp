@@ -58,6 +58,21 @@ CRefString CXmlPullParser::make_text(const char* bytes, int length) {
     return made;
 }
 
+void CXmlPullParser::forget_text() noexcept {
+    textBuffer = firstText;
+    textCapacity = kFirstText;
+    textLength = 0;
+}
+
+/// What was pushed since the event began. A long text takes its memory along instead of being copied.
+CRefString CXmlPullParser::take_text() {
+    constexpr int kLong = 64 * 1024;
+    if (textLength < kLong || textLength == textCapacity) return getRange(0);
+    CRefString taken = CRefString::adopt(textBuffer - CRefString::kHeadRoom, textLength);
+    forget_text();
+    return taken;
+}
+
 void CXmlPullParser::raise(int code, const char* message) {
     errorCode = code;
     close();
@@ -68,8 +83,8 @@ void CXmlPullParser::close() noexcept {
     if (!alive) return;
     alive = false;
     reader.reset();
-    if (textBuffer != firstText) PEL_array_delete(textBuffer);
-    textBuffer = firstText;
+    if (textBuffer != firstText) PEL_array_delete(textBuffer - CRefString::kHeadRoom);
+    forget_text();
     elementStack.clear();
     attributes.clear();
     attributeCount = -1;

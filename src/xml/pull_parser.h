@@ -156,6 +156,8 @@ private:
     void close() noexcept;
     void reserve(bool done, const char* message = "Memory allocation error");
     CRefString make_text(const char* bytes, int length);
+    CRefString take_text();
+    void forget_text() noexcept;
 
     // Encoding: encoding_detection.cpp
     void detectEncoding(CInputStream* stream);

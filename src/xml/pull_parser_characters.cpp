@@ -85,10 +85,12 @@ void CXmlPullParser::push_run(const char* bytes, int length) {
         if (grown < needed) grown = needed;
         if (grown > std::numeric_limits<int>::max() / 2) raise(-102, "Memory allocation error");
         const bool first = textBuffer == firstText;
-        void* const larger = PEL_array_resize(first ? nullptr : textBuffer, static_cast<std::size_t>(grown));
+        constexpr std::size_t kHead = CRefString::kHeadRoom;
+        void* const larger =
+            PEL_array_resize(first ? nullptr : textBuffer - kHead, kHead + static_cast<std::size_t>(grown));
         reserve(larger != nullptr);
-        if (first) std::memcpy(larger, firstText, static_cast<std::size_t>(textLength));
-        textBuffer = static_cast<char*>(larger);
+        textBuffer = static_cast<char*>(larger) + kHead;
+        if (first) std::memcpy(textBuffer, firstText, static_cast<std::size_t>(textLength));
         textCapacity = static_cast<int>(grown);
     }
     std::memcpy(textBuffer + textLength, bytes, static_cast<std::size_t>(length));

@@ -90,7 +90,7 @@ int CXmlPullParser::next() {
     eventType = minType;
     if (eventType >= TEXT) {
         eventType = TEXT;
-        text = getRange(0);
+        text = take_text();
     }
     return eventType;
 }
