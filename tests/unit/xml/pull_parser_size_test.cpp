@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <string>
+#include <vector>
 
 #include "xml_trace.h"
 
@@ -98,6 +100,25 @@ TEST(PullParserMemory, EndsInAnErrorWhereverItRunsOut) {
         EXPECT_TRUE(memory) << events.substr(error);
     });
     EXPECT_GT(tried, 20);
+}
+
+TEST(LongText, StaysWholeInHandlesWhenMoreIsRead) {
+    // Those of some length take the parser's memory along: around that length, with and without references.
+    for (const std::size_t length : {65534, 65535, 65536, 65537, 131072, 1000000}) {
+        const std::string plain(length, 'p');
+        const std::string mixed = std::string(length, 'm') + "&lt;" + std::string(7, 'n');
+        const std::string document = "<r><a>" + mixed + "</a><a>" + plain + "</a><a>short</a></r>";
+        PiecewiseInputStream stream(document, 1000);
+        CXmlPullParser parser(&stream);
+        std::vector<CRefString> texts;
+        for (int event = parser.next(); event != XML_END_DOCUMENT; event = parser.next()) {
+            if (event == TEXT) texts.push_back(parser.getText());
+        }
+        ASSERT_EQ(texts.size(), 3U);
+        EXPECT_EQ(texts[0].view(), std::string(length, 'm') + '<' + std::string(7, 'n'));
+        EXPECT_EQ(std::string_view(texts[1].c_str()), plain);
+        EXPECT_EQ(texts[2].view(), "short");
+    }
 }
 
 }  // namespace
