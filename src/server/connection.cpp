@@ -35,6 +35,10 @@ bool _SOAP_Connection::has_unread() const {
     return channel != nullptr && channel->hasUnread();
 }
 
+bool _SOAP_Connection::asks() const {
+    return has_unread() || vqNetPeek(socket) == vqNetState::readable;
+}
+
 void _SOAP_Connection::close() {
     stop_tls();
     vqNetClose(&socket);
@@ -124,11 +128,15 @@ int _SOAP_ConnectionList::idle_count() {
 _SOAP_Connection* _SOAP_ConnectionList::task_begins(vqSocket socket) {
     const PEL_Lock lock(mutex_);
     _SOAP_Connection* const taken = remove(socket);
-    if (taken == nullptr) return nullptr;
+    if (taken != nullptr) last_task_begins(taken);
+    return taken;
+}
+
+void _SOAP_ConnectionList::last_task_begins(_SOAP_Connection* connection) {
+    const PEL_Lock lock(mutex_);
     tasks.fetch_add(1, std::memory_order_acq_rel);
     add_ref();
-    slots[socket].reading = true;
-    return taken;
+    slots[connection->socket].reading = true;
 }
 
 void _SOAP_ConnectionList::read_begins(_SOAP_Connection* connection) {

@@ -25,6 +25,8 @@ struct _SOAP_Connection {
     void stop_tls();
     /// True if bytes of the next request have been received that the socket does not show any more.
     bool has_unread() const;
+    /// True if bytes of the next request have arrived.
+    bool asks() const;
     /// Closes the socket and gives its unit back; the record itself stays. Not while a list has it.
     void close();
 
@@ -87,6 +89,8 @@ public:
     /// Takes the connection with this socket out for a task, which is going to read a request from it; null
     /// if there is none. Neither is it watched any more.
     _SOAP_Connection* task_begins(vqSocket socket);
+    /// The same for a connection that was taken out before.
+    void last_task_begins(_SOAP_Connection* connection);
     /// The task is about to read a further request.
     void read_begins(_SOAP_Connection* connection);
     /// The request is there, or will not come. To be called before the connection is closed.

@@ -201,7 +201,14 @@ void serve_one(_SOAP_Connection* connection) {
         after = RequestTask(*connection).run();
     }
     connection->last_used = idle_clock();
-    if (after == After::keep && connection->list->append(connection)) return;
+    if (after == After::keep) {
+        if (connection->list->append(connection)) return;
+        // The server is ending: what has come meanwhile is the last request.
+        if (connection->asks()) {
+            connection->list->read_begins(connection);
+            after = RequestTask(*connection).run();
+        }
+    }
     if (after == After::close_unread) {
         connection->stop_tls();
         drop_unread(*connection);

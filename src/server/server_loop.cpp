@@ -32,6 +32,7 @@ void _SOAP_Transport_Server::run() {
             }
         }
         core->turn().end();
+        accept_waiting();
     }
     close_all();
 }
@@ -111,6 +112,20 @@ bool _SOAP_Transport_Server::accept_from(vqSocket socket) {
     return true;
 }
 
+/// Accepts, at the end, whom the system has connected already: the request may be there as well, and a oneway
+/// call looks done to its caller by then. Encrypted sessions cannot be begun any more.
+void _SOAP_Transport_Server::accept_waiting() {
+    for (int i = 0;; ++i) {
+        vqSocket plain = kVqNoSocket;
+        {
+            const PEL_Lock lock(listeners_mutex);
+            if (i >= listener_count) return;
+            if (listeners[i].secure == 0) plain = listeners[i].socket;
+        }
+        if (plain != kVqNoSocket) static_cast<void>(accept_from(plain));
+    }
+}
+
 /// True if a connection was accepted, whose unit is then its own or given back.
 bool _SOAP_Transport_Server::accept_one(const _SOAP_Listener& listener) {
     vqSocket accepted = kVqNoSocket;
@@ -138,8 +153,9 @@ bool _SOAP_Transport_Server::accept_one(const _SOAP_Listener& listener) {
     return true;
 }
 
-/// Ends listening and closes what is idle; requests that are being read are cut short, calls that are running
-/// are waited for. Leaves `connections` null, and touches nothing of this object behind that.
+/// Ends listening and closes what is idle. Requests that have arrived are served, those that are arriving are
+/// cut short, calls that are running are waited for. Leaves `connections` null, and touches nothing of this
+/// object behind that.
 void _SOAP_Transport_Server::close_all() {
     {
         const PEL_Lock lock(listeners_mutex);
@@ -156,6 +172,11 @@ void _SOAP_Transport_Server::close_all() {
     }
     if (core != nullptr) {
         while (_SOAP_Connection* const connection = core->close_next()) {
+            if (connection->asks()) {
+                core->last_task_begins(connection);
+                Dispatcher::new_task(&serve_connection, connection);
+                continue;
+            }
             connection->close();
             delete connection;
         }

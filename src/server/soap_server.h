@@ -40,7 +40,8 @@ public:
     void idle_operation_1() override {}
     void idle_operation_2() override {}
     /// Releases the credentials, ends `run` if it was ever entered, and deletes the object. Waits for `run`
-    /// and for the tasks that are running, the latter at most `kShutdownSeconds`.
+    /// and for the tasks that are running, the latter at most `kShutdownSeconds`. Requests that have arrived
+    /// are still served.
     void shutdown() override;
     std::int32_t ready() override { return 1; }
     /// 0 done; 1 the port has a listener of the other kind; 2 the address is taken; -1 no socket left, -2,
@@ -71,6 +72,7 @@ private:
     bool serve_ready();
     bool accept_from(vqSocket socket);
     bool accept_one(const _SOAP_Listener& listener);
+    void accept_waiting();
     void make_credentials();
     bool start_tls(_SOAP_Connection& connection);
     CSspiCredentials* enter_handshake(vqSocket socket);

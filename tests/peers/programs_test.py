@@ -107,6 +107,26 @@ class Endings(unittest.TestCase):
         caller.join()
         self.assertEqual((results[0].code, results[0].out), (0, 'return=1500\n'), results[0])
 
+    def test_requests_that_have_arrived_are_served_at_the_end(self):
+        body = bank.ENVELOPE.format('echo', '<text>last</text>').encode()
+        request = (b'POST /bank HTTP/1.1\r\nConnection: Keep-Alive\r\nContent-Type: text/xml\r\n'
+                   b'Content-Length: %d\r\n\r\n' % len(body)) + body
+        server = bank.Server()
+        kept = socket.create_connection(server.address)
+        kept.sendall(request)
+        kept.recv(65536)
+        server.process.send_signal(signal.SIGSTOP)
+        fresh = socket.create_connection(server.address)
+        for connection in (kept, fresh):
+            connection.sendall(request)
+        self.assertEqual(bank.client(server.url, 'note', 'x').code, 0)
+        server.process.send_signal(signal.SIGTERM)
+        self.assertEqual(server.stop(signal.SIGCONT), 0)
+        self.assertEqual(server.output, 'notes=1\n')
+        for connection in (kept, fresh):
+            with connection, connection.makefile('rb') as reply:
+                self.assertIn(b'last', reply.read())
+
     def established(self, server):
         port = f':{server.address[1]:04X}'
         with open('/proc/net/tcp') as table:
