@@ -123,13 +123,11 @@ int _SOAP_InStream::demarshal_string_value(_Caldane_TxType& value) {
         make_nil(value);
         return skip_to_end_tag();
     }
-    const char* const no_text = "";
-    const char* text = no_text;
-    const int result = read_text(&text);
+    std::string_view text = "";
+    const int result = read_text(text);
     if (result == 0) return 0;
-    const int length = text == no_text ? 0 : result;
-    return view.from_buffer(static_cast<_Caldane_ULong>(length), text, kCopied) == _Caldane_FALSE ? 0
-                                                                                                  : result;
+    const auto length = static_cast<_Caldane_ULong>(text.size());
+    return view.from_buffer(length, text.data(), kCopied) == _Caldane_FALSE ? 0 : result;
 }
 
 namespace {

@@ -18,7 +18,8 @@ _Caldane_Boolean outcome(int result) {
 }
 
 bool is_payload(const CRefString& name) {
-    return std::strcmp(name.c_str(), "Payload") == 0;
+    constexpr std::string_view kPayload = "Payload";
+    return name.view() == kPayload;
 }
 
 void append(CBufferedOutputStream& to, const CRefString& text) {
@@ -28,7 +29,20 @@ void append(CBufferedOutputStream& to, const CRefString& text) {
 }  // namespace
 
 int _SOAP_InStream::read_text(const char** text) {
-    if (is_payload(parser->getName())) return read_payload(text);
+    return is_payload(parser->getName()) ? read_payload(text) : read_to_end_tag(text);
+}
+
+int _SOAP_InStream::read_text(std::string_view& text) {
+    const bool payload = is_payload(parser->getName());
+    if (!payload && parser->peekEvent() == START_TAG && parser->takePlainText(text))
+        return static_cast<int>(text.size());
+    const char* chars = nullptr;
+    const int result = payload ? read_payload(&chars) : read_to_end_tag(&chars);
+    if (chars != nullptr && result != 0) text = {chars, static_cast<std::size_t>(result)};
+    return result;
+}
+
+int _SOAP_InStream::read_to_end_tag(const char** text) {
     bool saw_start = false;
     bool saw_text = false;
     for (;;) {
@@ -97,9 +111,9 @@ To narrowed(const char* text) {
 
 _Caldane_Boolean _SOAP_InStream::demarshal(double& out) {
     out = 0;
-    const char* text = kBlank;
-    const int result = read_text(&text);
-    if (result != 0) out = real_in(text);
+    std::string_view text = kBlank;
+    const int result = read_text(text);
+    if (result != 0) out = real_in(text.data());
     return outcome(result);
 }
 
@@ -113,9 +127,9 @@ _Caldane_Boolean _SOAP_InStream::demarshal(float& out) {
 template <class Number>
 _Caldane_Boolean _SOAP_InStream::read_integer(Number& out) {
     out = 0;
-    const char* text = kBlank;
-    const int result = read_text(&text);
-    if (result != 0) out = narrowed<Number>(text);
+    std::string_view text = kBlank;
+    const int result = read_text(text);
+    if (result != 0) out = narrowed<Number>(text.data());
     return outcome(result);
 }
 

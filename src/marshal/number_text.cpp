@@ -119,7 +119,7 @@ double real_in(const char* text) {
     const char* end = start;
     while (is_digit(*end) || *end == '.' || *end == '-' || *end == '+' || *end == 'e' || *end == 'E') ++end;
     // Infinities, hexadecimal digits and whatever else atof knows are its own business.
-    if (*end != '\0' && !is_blank(*end)) return std::atof(text);
+    if (*end != '\0' && *end != '<' && !is_blank(*end)) return std::atof(text);
     double value = 0;
     const std::from_chars_result result = std::from_chars(start, end, value);
     if (result.ec == std::errc::result_out_of_range) return std::atof(text);

@@ -24,8 +24,8 @@ inline std::size_t text_of(unsigned char value, char* buffer) {
     return text_of(std::uint32_t{value}, buffer);
 }
 
-// Numbers out of text that a zero byte ends: leading white space and a sign are taken, what stands behind the
-// digits is ignored, text without digits gives 0.
+// Numbers out of text that a zero byte or a `<` ends: leading white space and a sign are taken, what stands
+// behind the digits is ignored, text without digits gives 0.
 
 /// As atol and atoi where the number fits 64 bits, the nearest 64-bit number beyond.
 std::int64_t integer_in(const char* text);

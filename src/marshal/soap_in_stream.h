@@ -75,6 +75,8 @@ public:
     /// then stays as the caller prepared it), or 0 when there is no element. The text stays valid until the
     /// next event. An element named `Payload` gives its inside as one text.
     int read_text(const char** text);
+    /// The same; a `<` may follow the text instead of a zero.
+    int read_text(std::string_view& text);
 
     /// Pulls events up to and with the next end tag. 1.
     int skip_to_end_tag();
@@ -113,6 +115,7 @@ private:
     template <class Number>
     _Caldane_Boolean read_integer(Number& out);
     int read_payload(const char** text);
+    int read_to_end_tag(const char** text);
 
     int to_body();
     int read_header();

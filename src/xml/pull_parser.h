@@ -136,6 +136,12 @@ public:
     int nextToken() override;
     int peekEvent() override;
 
+    /// The text of an element that holds nothing else and the element's end tag, in one step: what two of
+    /// `next` would give. Only where the current event is its start tag and both stand at hand in their usual
+    /// form; false, with nothing taken, anywhere else. The text lives until the next step, and is followed by
+    /// the end tag's `<` instead of a zero.
+    bool takePlainText(std::string_view& plain);
+
 private:
     struct Element {
         CRefString namespace_;
@@ -207,6 +213,7 @@ private:
     void remember_tag(std::string_view bytes, const TagPlace& place);
     TagPlace place_of_tag() const;
     Hand end_tag_at_hand();
+    bool ends_with_tag(const char* at) const;
 
     // Tags: pull_parser_tags.cpp
     void parseStartTag(bool isXmlDecl);
@@ -217,6 +224,7 @@ private:
     void check_duplicates();
     void open_element();
     void push_element();
+    void push_opened();
     void adjustNamespaces();
     bool declare_namespaces();
     void resolve_attribute_prefixes();
@@ -274,6 +282,7 @@ private:
     bool tokenMode = false;
     bool emptyElement = false;
     bool hasPeekedEvent = false;
+    bool unpushed = false;  ///< the element of the current start tag is not on the stack yet
     CRefString prefix;
     CRefString name;
     CRefString text;

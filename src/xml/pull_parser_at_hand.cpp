@@ -61,6 +61,14 @@ bool CXmlPullParser::more_at_hand() {
 /// content. Taken if two bytes at least are at hand behind what was stepped over.
 CXmlPullParser::Hand CXmlPullParser::skip_blanks_at_hand() {
     if (srcPos + 1 < srcCount && !is_white(src[srcPos])) return Hand::taken;
+    if (srcPos + 2 < srcCount && src[srcPos] == '\n' && !wasCR && src[srcPos + 1] == '<' &&
+        is_name_start(src[srcPos + 2])) {
+        // A line for each tag is how most documents are written.
+        ++line;
+        column = 1;
+        ++srcPos;
+        return Hand::taken;
+    }
     int at = srcPos;
     int lines = 0;
     int line_begin = srcPos - column;  // where column 0 would be
@@ -103,6 +111,37 @@ CXmlPullParser::Hand CXmlPullParser::text_at_hand() {
     return Hand::taken;
 }
 
+bool CXmlPullParser::takePlainText(std::string_view& plain) {
+    if (eventType != START_TAG || emptyElement || peekCount != 0 || !plainBytes || reader == nullptr ||
+        !tagName.ascii)
+        return false;
+    const int tag_length = tagName.raw.length() + 3;
+    for (;;) {
+        const char* const begin = src + srcPos;
+        const int room = srcCount - srcPos;
+        const int length = run_length(begin, room, stop_class(false));
+        if (length + tag_length <= room) {
+            if (length == 0 || !ends_with_tag(begin + length)) return false;
+            plain = {begin, static_cast<std::size_t>(length)};
+            pass_text(length);
+            pass(tag_length);
+            attributeCount = -1;
+            eventType = XML_END_TAG;
+            hasPeekedEvent = wasStartTag = unpushed = tokenMode = false;
+            return true;
+        }
+        if (length < room && begin[length] != '<') return false;
+        if (room > CXmlByteReader::kBlockSize || !more_at_hand()) return false;
+    }
+}
+
+/// The end tag of the element whose start tag is current.
+bool CXmlPullParser::ends_with_tag(const char* at) const {
+    const auto length = static_cast<std::size_t>(tagName.raw.length());
+    return at[0] == '<' && at[1] == '/' && at[length + 2] == '>' &&
+           std::memcmp(at + 2, tagName.raw.c_str(), length) == 0;
+}
+
 /// An end tag that is written like its start tag, without a blank.
 CXmlPullParser::Hand CXmlPullParser::end_tag_at_hand() {
     const int open = eventType == XML_END_TAG ? depth - 1 : depth;
@@ -126,12 +165,16 @@ CXmlPullParser::Hand CXmlPullParser::end_tag_at_hand() {
 /// A start tag of ASCII names, with no blanks but spaces between attributes, and without references.
 CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     const char* const begin = src + srcPos;
+    const auto room = static_cast<std::size_t>(srcCount - srcPos);
+    const TagPlace place = place_of_tag();
+    if (const RepeatedTag* const tag = repeated.expect({begin, room}, place)) {
+        open_repeated(*tag);
+        return Hand::taken;
+    }
     if (!is_name_start(begin[1])) return Hand::unusual;
-    const auto* const end =
-        static_cast<const char*>(std::memchr(begin, '>', static_cast<std::size_t>(srcCount - srcPos)));
+    const auto* const end = static_cast<const char*>(std::memchr(begin, '>', room));
     if (end == nullptr) return Hand::cut;
     const std::string_view bytes(begin, static_cast<std::size_t>(end - begin) + 1);
-    const TagPlace place = place_of_tag();
     if (const RepeatedTag* const tag = repeated.find(bytes, place)) {
         open_repeated(*tag);
         return Hand::taken;
@@ -178,7 +221,7 @@ void CXmlPullParser::open_repeated(const RepeatedTag& tag) {
     shown = tag.attributes.data();
     tagName.raw = tag.written.raw;
     tagName.ascii = tag.written.ascii;
-    push_element();
+    unpushed = true;
 }
 
 /// Keeps what came of a tag that was seen before. No memory for it is no failure.

@@ -55,6 +55,13 @@ inline void CXmlPullParser::pass_text(int length) {
     pass(length);
 }
 
+/// Most elements hold a plain text only, and never need their place on the stack.
+inline void CXmlPullParser::push_opened() {
+    if (!unpushed) return;
+    unpushed = false;
+    push_element();
+}
+
 /// Takes `length` plain bytes of the input, none of them a line feed.
 inline void CXmlPullParser::pass(int length) {
     if (length > 0) wasCR = false;

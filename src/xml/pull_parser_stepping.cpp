@@ -78,6 +78,7 @@ int CXmlPullParser::next() {
         hasPeekedEvent = false;
         return eventType;
     }
+    push_opened();
     textLength = 0;
     isWhitespace_ = true;
     tokenMode = false;
@@ -103,6 +104,7 @@ int CXmlPullParser::nextToken() {
         hasPeekedEvent = false;
         return eventType;
     }
+    push_opened();
     nextImpl();
     if (eventType >= TEXT) text = getRange(0);
     return eventType;

@@ -12,7 +12,14 @@ const RepeatedTag* RepeatedTags::find(std::string_view bytes, const TagPlace& pl
     sight = last_hash;
     if (!seen_before || !tags) return nullptr;
     const RepeatedTag& tag = tags->at[last_hash % kPlaces];
-    return tag.bytes.view() == bytes && tag.place.same(place) ? &tag : nullptr;
+    if (tag.bytes.view() != bytes || !tag.place.same(place)) return nullptr;
+    follow(last_hash % kPlaces);
+    return &tag;
+}
+
+void RepeatedTags::follow(std::uint32_t at) {
+    follower[last] = static_cast<std::uint8_t>(at);
+    last = follower[last];
 }
 
 RepeatedTag* RepeatedTags::remember(std::string_view bytes, const TagPlace& place, int attribute_count) {
@@ -24,5 +31,6 @@ RepeatedTag* RepeatedTags::remember(std::string_view bytes, const TagPlace& plac
     if (!tag.attributes.reserve(attribute_count, attribute_count)) return nullptr;
     if (!CRefString::create(tag.bytes, bytes.data(), bytes.size())) return nullptr;
     tag.place = place;
+    follow(last_hash % kPlaces);
     return &tag;
 }

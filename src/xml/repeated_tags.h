@@ -52,6 +52,17 @@ struct RepeatedTag {
 /// reading. What one document fills is bounded; a tag drives out another that shares its place.
 class RepeatedTags {
 public:
+    /// The tag that stood behind the last one before, if it is what the bytes ahead begin with, at such a
+    /// place; null if it is not. An array's or record's tags come in the same order again and again.
+    const RepeatedTag* expect(std::string_view ahead, const TagPlace& place) {
+        if (!tags) return nullptr;
+        const RepeatedTag& tag = tags->at[follower[last]];
+        const std::string_view bytes = tag.bytes.view();
+        if (bytes.empty() || !ahead.starts_with(bytes) || !tag.place.same(place)) return nullptr;
+        last = follower[last];
+        return &tag;
+    }
+
     /// The tag of these bytes as it was read at such a place; null if it was not. Counts as a sight of it.
     const RepeatedTag* find(std::string_view bytes, const TagPlace& place);
 
@@ -62,6 +73,8 @@ public:
     void clear() { tags.reset(); }
 
 private:
+    void follow(std::uint32_t at);
+
     static constexpr int kPlaces = 32;
     static constexpr std::size_t kLongest = 128;
 
@@ -73,4 +86,6 @@ private:
     std::uint32_t seen[kPlaces] = {};
     std::uint32_t last_hash = 0;
     bool seen_before = false;
+    std::uint8_t last = 0;  ///< where the tag stands that was found last
+    std::uint8_t follower[kPlaces] = {};
 };

@@ -110,14 +110,21 @@ std::string find_compiler() {
     return std::filesystem::exists(beside, error) ? beside.string() : "caldane-idl";
 }
 
+/// What the IDL or WSDL tells, learnt once.
+const Service& service_of(const Options& options) {
+    // Types must outlive the values of the process.
+    static const Service service(
+        describe(find_compiler(), options.idl.empty() ? options.wsdl : options.idl, options.include_folders),
+        options.interface_name);
+    return service;
+}
+
 /// One program run: what it calls, and how it tells the outcome.
 class Caller {
 public:
     explicit Caller(const Options& options) : options_(options) {
         if (!options.idl.empty() || !options.wsdl.empty()) {
-            const std::string& file = options.idl.empty() ? options.wsdl : options.idl;
-            service_ =
-                new Service(describe(find_compiler(), file, options.include_folders), options.interface_name);
+            service_ = &service_of(options);
         } else {
             told_ = told_operation(options);
         }

@@ -9,8 +9,9 @@
 #include "support/piecewise_stream.h"
 #include "xml/pull_parser.h"
 
-/// How a document is read: with prefixes resolved or not, as merged events or as single tokens.
-enum class Reading { events, raw_names, tokens };
+/// How a document is read: with prefixes resolved or not, as merged events or as single tokens; `plain_texts`
+/// are events of which text and end tag are taken in one step where that is possible.
+enum class Reading { events, plain_texts, raw_names, tokens };
 
 inline std::string qualified(const CRefString& prefix, const CRefString& name, const CRefString& uri) {
     std::string text(name.view());
@@ -74,6 +75,10 @@ inline std::string trace(std::string_view document, int step = 1 << 20, Reading 
         for (int event = 0; event != XML_END_DOCUMENT;) {
             event = reading == Reading::tokens ? parser->nextToken() : parser->next();
             text += trace_event(*parser, event);
+            std::string_view plain;
+            if (reading == Reading::plain_texts && parser->takePlainText(plain)) {
+                text += '[' + std::string(plain) + ']' + trace_event(*parser, parser->getEventType());
+            }
         }
     } catch (const CXmlPullParserException& error) {
         text += '!';
