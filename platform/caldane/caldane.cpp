@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr double kStopSeconds = 10;
-
 bool started = false;
 
 struct Options {
@@ -107,7 +105,7 @@ bool Caldane::init(int& argc, char** argv) {
 void Caldane::shutdown() {
     if (!std::exchange(started, false)) return;
     ObjectAdapter::instance().end_servers();
-    static_cast<void>(Dispatcher::stop(kStopSeconds));
+    static_cast<void>(Dispatcher::stop(ObjectAdapter::instance().time_to_end()));
     runCallbacks(STAGE_SHUTDOWN);
 }
 

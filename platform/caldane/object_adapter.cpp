@@ -197,5 +197,20 @@ ObjectAdapter::Servers ObjectAdapter::take_servers() {
 }
 
 void ObjectAdapter::end_servers() {
-    for (_Caldane_Transport_RPC_Server* server : take_servers()) server->shutdown();
+    const Servers left = take_servers();
+    if (!left.empty()) begin_to_end();
+    for (_Caldane_Transport_RPC_Server* server : left) server->shutdown();
+}
+
+void ObjectAdapter::begin_to_end() {
+    ending.store(std::chrono::steady_clock::now());
+}
+
+double ObjectAdapter::time_to_end() const {
+    constexpr double kInAll = 10;
+    constexpr double kLastMoment = 0.2;
+    const auto begun = ending.load();
+    if (begun == std::chrono::steady_clock::time_point{}) return kInAll;
+    const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begun;
+    return std::max(kInAll - spent.count(), kLastMoment);
 }

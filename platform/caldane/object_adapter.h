@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -46,6 +48,9 @@ public:
     /// Ends the servers if `run` has not done so.
     void end_servers();
 
+    /// Seconds that tasks have left once servers have begun to end: 10 in all, and at the last a moment.
+    double time_to_end() const;
+
 private:
     using Servers = std::vector<_Caldane_Transport_RPC_Server*>;
 
@@ -63,6 +68,7 @@ private:
     void open(const Servers& current, std::string_view key, std::string_view address,
               const PublishedAddress& parts, bool secure);
     Servers take_servers();
+    void begin_to_end();
 
     mutable std::shared_mutex mutex;
     std::unordered_map<std::string, _Caldane_ImplBase*, TextHash, std::equal_to<>> servants;
@@ -73,4 +79,5 @@ private:
     std::map<std::string, std::string> routes;  // address to key, of what listens
     std::set<std::pair<int, bool>> open_ports;  // port and security of our listeners
     std::set<const _Caldane_Transport_RPC_Server*> ended;
+    std::atomic<std::chrono::steady_clock::time_point> ending{};  // not yet: the clock's zero
 };

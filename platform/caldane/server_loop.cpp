@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr double kDrainSeconds = 10;
 /// A server may not be shut down while its thread is about to enter `run`; nothing shows the moment.
 constexpr auto kSettling = std::chrono::milliseconds(20);
 
@@ -140,8 +139,9 @@ void ObjectAdapter::run() {
     const auto started = std::chrono::steady_clock::now();
     await_stop();
     std::this_thread::sleep_until(started + kSettling);
+    begin_to_end();
     for (const auto& thread : threads) thread->end();
-    static_cast<void>(Dispatcher::drain(kDrainSeconds));
+    static_cast<void>(Dispatcher::drain(time_to_end()));
 }
 
 void SOA::run() {

@@ -86,6 +86,7 @@ bool _SOAP_ConnectionList::append(_SOAP_Connection* connection) {
     tail_ = connection;
     ++idle;
     slots[connection->socket].idle = connection;
+    slots[connection->socket].serving = false;
     if (vqHandleAddResourceMode(handle_, connection->socket, kVqReadable) != VQOK) {
         unlink(connection);
         return false;
@@ -136,7 +137,12 @@ void _SOAP_ConnectionList::last_task_begins(_SOAP_Connection* connection) {
     const PEL_Lock lock(mutex_);
     tasks.fetch_add(1, std::memory_order_acq_rel);
     add_ref();
-    slots[connection->socket].reading = true;
+    slots[connection->socket].serving = slots[connection->socket].reading = true;
+}
+
+void _SOAP_ConnectionList::leaves(_SOAP_Connection* connection) {
+    const PEL_Lock lock(mutex_);
+    slots[connection->socket].serving = false;
 }
 
 void _SOAP_ConnectionList::read_begins(_SOAP_Connection* connection) {
@@ -167,6 +173,15 @@ void _SOAP_ConnectionList::stop_reading() {
     }
 }
 
+void _SOAP_ConnectionList::cut_tasks() {
+    const PEL_Lock lock(mutex_);
+    for (vqSocket socket = 0; socket < slot_count; ++socket) {
+        if (!slots[socket].serving) continue;
+        vqNetShutdownRead(socket);
+        vqNetShutdownWrite(socket);
+    }
+}
+
 bool _SOAP_ConnectionList::await_tasks(double seconds) {
     constexpr double kStep = 0.002;
     for (double waited = 0; tasks.load(std::memory_order_acquire) != 0; waited += kStep) {
@@ -193,10 +208,29 @@ void _SOAP_ConnectionList::close_idle(std::int32_t now, std::int32_t longest) {
         }
         unanswered.store(left_unanswered, std::memory_order_release);
     }
-    // Not under the lock: a session's goodbye may have to wait for its peer.
-    while (gone != nullptr) {
-        _SOAP_Connection* const connection = gone;
-        gone = connection->link;
+    close_chain(gone);
+}
+
+bool _SOAP_ConnectionList::close_silent() {
+    _SOAP_Connection* gone = nullptr;
+    {
+        _SOAP_ConnectionIterator all(*this);
+        while (_SOAP_Connection* const connection = all.next()) {
+            if (connection->asks()) continue;
+            remove(connection->socket);
+            connection->link = gone;
+            gone = connection;
+        }
+    }
+    close_chain(gone);
+    return gone != nullptr;
+}
+
+/// Not to be called under the lock: a session's goodbye may have to wait for its peer.
+void _SOAP_ConnectionList::close_chain(_SOAP_Connection* first) {
+    while (first != nullptr) {
+        _SOAP_Connection* const connection = first;
+        first = connection->link;
         connection->close();
         delete connection;
     }

@@ -86,6 +86,9 @@ public:
 
     static constexpr std::int32_t kUnansweredSeconds = 1;
 
+    /// Closes the idle connections from which nothing has come; false if there was none.
+    bool close_silent();
+
     /// Takes the connection with this socket out for a task, which is going to read a request from it; null
     /// if there is none. Neither is it watched any more.
     _SOAP_Connection* task_begins(vqSocket socket);
@@ -95,6 +98,8 @@ public:
     void read_begins(_SOAP_Connection* connection);
     /// The request is there, or will not come. To be called before the connection is closed.
     void read_ends(_SOAP_Connection* connection);
+    /// The task is about to close the connection.
+    void leaves(_SOAP_Connection* connection);
     /// The task has nothing to do with the list any more; the list may be gone then.
     void task_ends();
 
@@ -104,6 +109,9 @@ public:
 
     /// Ends the reading of requests that are not all there: those who wait for bytes find the end of input.
     void stop_reading();
+
+    /// Ends all traffic of connections that tasks are working on.
+    void cut_tasks();
 
     /// Waits until no task is left, at most `seconds`; true if that came.
     bool await_tasks(double seconds);
@@ -121,9 +129,11 @@ private:
     ~_SOAP_ConnectionList();
     bool index(_SOAP_Connection* connection);
     void unlink(_SOAP_Connection* connection);
+    static void close_chain(_SOAP_Connection* first);
 
     struct Slot {
         _SOAP_Connection* idle = nullptr;
+        bool serving = false;  ///< a task has it
         bool reading = false;
     };
 

@@ -213,6 +213,7 @@ void serve_one(_SOAP_Connection* connection) {
         connection->stop_tls();
         drop_unread(*connection);
     }
+    connection->list->leaves(connection);
     connection->close();
     delete connection;
 }

@@ -101,7 +101,10 @@ bool _SOAP_Transport_Server::accept_from(vqSocket socket) {
     }
     if (listener.socket == kVqNoSocket) return true;
     // A handshake may take its time: connections that wait for a task come in between.
-    const int most = listener.secure != 0 ? 1 : kMostAtOnce;
+    return accept_many(listener, listener.secure != 0 ? 1 : kMostAtOnce);
+}
+
+bool _SOAP_Transport_Server::accept_many(const _SOAP_Listener& listener, int most) {
     for (int i = 0; i < most; ++i) {
         if (!SOA::socketResource().acquire()) return false;
         if (!accept_one(listener)) {
@@ -115,14 +118,12 @@ bool _SOAP_Transport_Server::accept_from(vqSocket socket) {
 /// Accepts, at the end, whom the system has connected already: the request may be there as well, and a oneway
 /// call looks done to its caller by then. Encrypted sessions cannot be begun any more.
 void _SOAP_Transport_Server::accept_waiting() {
-    for (int i = 0;; ++i) {
-        vqSocket plain = kVqNoSocket;
-        {
-            const PEL_Lock lock(listeners_mutex);
-            if (i >= listener_count) return;
-            if (listeners[i].secure == 0) plain = listeners[i].socket;
+    constexpr int kMost = 4096;  // more than the system keeps waiting, and an end to those who come meanwhile
+    const PEL_Lock lock(listeners_mutex);
+    for (int i = 0; i < listener_count; ++i) {
+        if (listeners[i].secure != 0) continue;
+        while (!accept_many(listeners[i], kMost) && core->close_silent()) {
         }
-        if (plain != kVqNoSocket) static_cast<void>(accept_from(plain));
     }
 }
 
@@ -181,7 +182,11 @@ void _SOAP_Transport_Server::close_all() {
             delete connection;
         }
         core->stop_reading();
-        static_cast<void>(core->await_tasks(kShutdownSeconds));
+        if (!core->await_tasks(kShutdownSeconds)) {
+            // Peers that do not read their replies hold up nobody any longer.
+            core->cut_tasks();
+            static_cast<void>(core->await_tasks(kCutSeconds));
+        }
     }
     connections.store(nullptr, std::memory_order_release);
 }

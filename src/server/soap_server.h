@@ -57,6 +57,8 @@ public:
     int open_listener(const char* address, _Caldane_Boolean secure);
 
     static constexpr double kShutdownSeconds = 10;
+    /// For tasks to end whose connections were cut then.
+    static constexpr double kCutSeconds = 0.2;
     static constexpr int kWaitSeconds = 10;
     static constexpr int kSweepSeconds = 60;
     static constexpr int kIdleSeconds = 60;
@@ -71,6 +73,7 @@ private:
     bool wait_once();
     bool serve_ready();
     bool accept_from(vqSocket socket);
+    bool accept_many(const _SOAP_Listener& listener, int most);
     bool accept_one(const _SOAP_Listener& listener);
     void accept_waiting();
     void make_credentials();

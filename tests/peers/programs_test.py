@@ -111,19 +111,22 @@ class Endings(unittest.TestCase):
         body = bank.ENVELOPE.format('echo', '<text>last</text>').encode()
         request = (b'POST /bank HTTP/1.1\r\nConnection: Keep-Alive\r\nContent-Type: text/xml\r\n'
                    b'Content-Length: %d\r\n\r\n' % len(body)) + body
-        server = bank.Server()
+        server = bank.Server('-Dsocket_limit=8')
         kept = socket.create_connection(server.address)
         kept.sendall(request)
         kept.recv(65536)
         server.process.send_signal(signal.SIGSTOP)
-        fresh = socket.create_connection(server.address)
-        for connection in (kept, fresh):
+        silent = [socket.create_connection(server.address) for _ in range(40)]
+        asking = [kept] + [socket.create_connection(server.address) for _ in range(3)]
+        for connection in asking:
             connection.sendall(request)
         self.assertEqual(bank.client(server.url, 'note', 'x').code, 0)
         server.process.send_signal(signal.SIGTERM)
         self.assertEqual(server.stop(signal.SIGCONT), 0)
         self.assertEqual(server.output, 'notes=1\n')
-        for connection in (kept, fresh):
+        for connection in silent:
+            connection.close()
+        for connection in asking:
             with connection, connection.makefile('rb') as reply:
                 self.assertIn(b'last', reply.read())
 

@@ -150,6 +150,10 @@ TEST_F(Publish, ZRunServesUntilASignalAndThenThereIsNoMore) {
     SOA::publish(shelf, "key", "127.0.0.1:4102/key");
     std::thread signaller([this] {
         server->ran.wait(false);
+        // This thread is about to end, and would take a signal of its own with it.
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, nullptr);
         kill(getpid(), SIGTERM);
     });
     SOA::run();
