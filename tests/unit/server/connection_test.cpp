@@ -186,6 +186,33 @@ TEST_F(ConnectionList, EndsTheReadingOfRequestsThatAreNotThere) {
     EXPECT_TRUE(list.await_tasks(10));
 }
 
+TEST_F(ConnectionList, CutsOffPeersThatDoNotReadWhatTasksSend) {
+    fill();
+    _SOAP_Connection* const sending = list.task_begins(pairs[0].near);
+    _SOAP_Connection* const leaving = list.task_begins(pairs[1].near);
+    list.read_ends(sending);
+    list.leaves(leaving);
+    std::promise<bool> sent;
+    std::thread task([&] {
+        const std::string much(16'000'000, 'x');
+        const int length = static_cast<int>(much.size());
+        sent.set_value(vqNetSend(sending->socket, much.data(), length, 0) == length);
+        list.leaves(sending);
+        list.task_ends();
+    });
+    EXPECT_FALSE(list.await_tasks(0.005));
+    list.cut_tasks();
+    EXPECT_FALSE(sent.get_future().get());
+    task.join();
+    // Neither those that are idle, nor a number that may be another socket's by now.
+    for (const int pair : {1, 2})
+        EXPECT_EQ(vqNetPeek(pairs[static_cast<std::size_t>(pair)].near), vqNetState::idle);
+    list.task_ends();
+    EXPECT_TRUE(list.await_tasks(10));
+    delete sending;
+    delete leaving;
+}
+
 TEST_F(ConnectionList, WakesTheServerThatWaitsForASocketOnce) {
     list.socket_closed();
     EXPECT_EQ(vqBlock(list.handle(), &kAtOnce), kVqTimedOut);
