@@ -11,6 +11,7 @@
 #include "marshal/octets.h"
 #include "marshal/soap_in_stream.h"
 #include "marshal/xsd_streams.h"
+#include "xml/same_bytes.h"
 
 using marshal_names::marked_nil;
 using marshal_names::same;
@@ -134,8 +135,7 @@ namespace {
 
 /// Has a struct that stands for a simple type of XML Schema read itself from one text; false for any other.
 bool read_as_simple_type(const _Caldane_String& id, _Caldane_TxType& value, CXmlPullParser* parser) {
-    constexpr char kFamily[] = "IDL:xsd/";
-    if (id.is_null() || std::strncmp(id.c_str(), kFamily, sizeof kFamily - 1) != 0) return false;
+    if (id.is_null() || !id.view().starts_with("IDL:xsd/")) return false;
     const auto is = [&id](const char* text) { return std::strcmp(id.c_str(), text) == 0; };
     // What the text is worth is not the caller's concern: one that is no date leaves the date as it is.
     if (is(XSD_BASE64_ID)) {
@@ -156,16 +156,19 @@ bool read_as_simple_type(const _Caldane_String& id, _Caldane_TxType& value, CXml
     return true;
 }
 
-/// The member with this (terminated) name, ignoring case, looked for from `expected` on; -1 if there is none.
-_Caldane_Long find_member(const _Caldane_AddressableStruct& view, std::string_view name,
+/// The member with this name, ignoring case, looked for from `expected` on; -1 if there is none.
+_Caldane_Long find_member(const _Caldane_AddressableStruct& view, const CRefString& name,
                           _Caldane_ULong expected) {
+    // Beyond the last member names are empty, as no element's is.
+    const _Caldane_String likely = view.member_name(expected);
+    const auto length = static_cast<_Caldane_ULong>(name.length());
+    if (likely.length() == length && same_bytes(likely.c_str(), name.c_str(), length))
+        return static_cast<_Caldane_Long>(expected);
     const _Caldane_ULong count = view.member_count();
     for (_Caldane_ULong step = 0, i = expected; step < count; ++step, ++i) {
         if (i >= count) i = 0;
         const _Caldane_String member = view.member_name(i);
-        if (member.length() != name.size()) continue;
-        if (std::memcmp(member.c_str(), name.data(), name.size()) == 0 ||
-            vqOSstricmp(member.c_str(), name.data()) == 0)
+        if (member.length() == length && vqOSstricmp(member.c_str(), name.c_str()) == 0)
             return static_cast<_Caldane_Long>(i);
     }
     return -1;
@@ -194,8 +197,7 @@ int _SOAP_InStream::demarshal_struct(_Caldane_TxType& value) {
             if (name == element) return 1;
             continue;
         }
-        const _Caldane_Long member =
-            find_member(view, {name.c_str(), static_cast<std::size_t>(name.length())}, expected);
+        const _Caldane_Long member = find_member(view, name, expected);
         if (member < 0) return 0;
         expected = static_cast<_Caldane_ULong>(member) + 1;
         if (!read_member(view, static_cast<_Caldane_ULong>(member))) return 0;

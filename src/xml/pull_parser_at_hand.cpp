@@ -7,6 +7,7 @@
 
 #include "xml/plain_run.h"
 #include "xml/pull_parser_inline.h"
+#include "xml/same_bytes.h"
 
 namespace {
 
@@ -139,7 +140,7 @@ bool CXmlPullParser::takePlainText(std::string_view& plain) {
 bool CXmlPullParser::ends_with_tag(const char* at) const {
     const auto length = static_cast<std::size_t>(tagName.raw.length());
     return at[0] == '<' && at[1] == '/' && at[length + 2] == '>' &&
-           std::memcmp(at + 2, tagName.raw.c_str(), length) == 0;
+           same_bytes(at + 2, tagName.raw.c_str(), length);
 }
 
 /// An end tag that is written like its start tag, without a blank.
@@ -151,7 +152,7 @@ CXmlPullParser::Hand CXmlPullParser::end_tag_at_hand() {
     if (!element.ascii || length > CXmlByteReader::kBlockSize) return Hand::unusual;
     if (srcCount - srcPos < length + 3) return Hand::cut;
     const char* const at = src + srcPos + 2;
-    if (at[length] != '>' || std::memcmp(at, element.rawName.c_str(), static_cast<std::size_t>(length)) != 0)
+    if (at[length] != '>' || !same_bytes(at, element.rawName.c_str(), static_cast<std::size_t>(length)))
         return Hand::unusual;
     depth = open;
     attributeCount = -1;
@@ -182,6 +183,7 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     const char* const behind_name = name_end(begin + 1);
     if (behind_name != end && *behind_name != ' ' && *behind_name != '/') return Hand::unusual;
     if (const Hand hand = attributes_at_hand(behind_name, end, '/'); hand != Hand::taken) return hand;
+    const CRefString lender = place.lender;  // its element may move
     if (eventType == XML_END_TAG) --depth;
     eventType = START_TAG;
     emptyElement = end[-1] == '/';
@@ -194,7 +196,8 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     open_element();
     shown = attributes.data();
     wasStartTag = true;
-    if (scopes.version() == place.scopes_version) remember_tag(bytes, place);
+    if (scopes.version() == place.scopes_version)
+        remember_tag(bytes, {place.depth, place.scopes_version, lender});
     return Hand::taken;
 }
 
@@ -212,7 +215,7 @@ void CXmlPullParser::open_repeated(const RepeatedTag& tag) {
     eventType = START_TAG;
     wasStartTag = true;
     emptyElement = tag.bytes.view()[tag.bytes.view().size() - 2] == '/';
-    depth = tag.place.depth;
+    depth = tag.depth;
     reserve(elementStack.reserve(depth + 1, 10));
     name = tag.name;
     prefix = tag.prefix;

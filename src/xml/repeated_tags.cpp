@@ -12,7 +12,7 @@ const RepeatedTag* RepeatedTags::find(std::string_view bytes, const TagPlace& pl
     sight = last_hash;
     if (!seen_before || !tags) return nullptr;
     const RepeatedTag& tag = tags->at[last_hash % kPlaces];
-    if (tag.bytes.view() != bytes || !tag.place.same(place)) return nullptr;
+    if (tag.bytes.view() != bytes || !tag.stands_at(place)) return nullptr;
     follow(last_hash % kPlaces);
     return &tag;
 }
@@ -30,7 +30,9 @@ RepeatedTag* RepeatedTags::remember(std::string_view bytes, const TagPlace& plac
     tag.bytes = CRefString();
     if (!tag.attributes.reserve(attribute_count, attribute_count)) return nullptr;
     if (!CRefString::create(tag.bytes, bytes.data(), bytes.size())) return nullptr;
-    tag.place = place;
+    tag.depth = place.depth;
+    tag.scopes_version = place.scopes_version;
+    tag.lender = place.lender;
     follow(last_hash % kPlaces);
     return &tag;
 }

@@ -9,6 +9,7 @@
 
 #include "xml/growing_array.h"
 #include "xml/name_table.h"
+#include "xml/same_bytes.h"
 
 /// An attribute of the current start tag.
 struct XmlAttribute {
@@ -29,23 +30,25 @@ struct XmlAttribute {
 
 /// What the names of a tag come to depends on these, and on nothing else.
 struct TagPlace {
-    int depth = 0;
-    unsigned scopes_version = 0;  ///< of the namespaces declared so far
-    CRefString lender;            ///< prefix of the nearest element above that has one
-
-    bool same(const TagPlace& other) const {
-        return depth == other.depth && scopes_version == other.scopes_version && lender.shares(other.lender);
-    }
+    int depth;
+    unsigned scopes_version;   ///< of the namespaces declared so far
+    const CRefString& lender;  ///< prefix of the nearest element above that has one
 };
 
 /// A start tag that was read, byte for byte, and what came of it.
 struct RepeatedTag {
     CRefString bytes;
-    TagPlace place;
+    int depth = 0;
+    unsigned scopes_version = 0;
+    CRefString lender;
     XmlName written;
     CRefString name, prefix, namespace_;
     GrowingArray<XmlAttribute> attributes;
     int attribute_count = 0;
+
+    bool stands_at(const TagPlace& place) const {
+        return depth == place.depth && scopes_version == place.scopes_version && lender.shares(place.lender);
+    }
 };
 
 /// The start tags that a document repeats, as arrays and records do: from the third time on a tag needs no
@@ -58,7 +61,9 @@ public:
         if (!tags) return nullptr;
         const RepeatedTag& tag = tags->at[follower[last]];
         const std::string_view bytes = tag.bytes.view();
-        if (bytes.empty() || !ahead.starts_with(bytes) || !tag.place.same(place)) return nullptr;
+        if (bytes.empty() || ahead.size() < bytes.size() || !tag.stands_at(place) ||
+            !same_bytes(ahead.data(), bytes.data(), bytes.size()))
+            return nullptr;
         last = follower[last];
         return &tag;
     }
