@@ -57,6 +57,8 @@ bench:
 	cmake --preset release -DSOAP_BUILD_TESTS=ON -DSOAP_BUILD_BENCH=ON
 	cmake --build build -j $(JOBS)
 	bench/run build
+	bench/bulk_run build
+	bench/echo_run build
 
 format:
 	git ls-files '*.h' '*.cpp' '*_imp' | xargs clang-format -i

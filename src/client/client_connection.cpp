@@ -195,6 +195,7 @@ int ClientConnection::receive(char* buffer, int length) {
     if (end != End::open || length <= 0) return 0;
     int count = -1;
     if (arm_time()) {
+        if (channel) channel->limitReads(deadline_, true);
         count = channel ? channel->read(buffer, length) : vqNetRecv(socket, buffer, length, 0);
         if (count < 0) fail("", vqNetErrorText());
     }

@@ -21,10 +21,13 @@ PEL_Mutex& loading() {
     return *mutex;
 }
 
+/// `shown` is the name for people, if it is another.
 template <class Function>
-bool find(void* module, const char* name, Function& function) {
+bool find(void* module, const char* name, Function& function, const char* shown = nullptr) {
     function = reinterpret_cast<Function>(GetProcAddress(module, name));
-    if (function == nullptr) std::printf("Error 0x%x reading %s entry point.\n", GetLastError(), name);
+    if (function == nullptr) {
+        std::printf("Error 0x%x reading %s entry point.\n", GetLastError(), shown != nullptr ? shown : name);
+    }
     return function != nullptr;
 }
 
@@ -77,7 +80,8 @@ bool SecurityProvider::load() {
         return false;
     }
     InitSecurityInterfaceFunction initialize = nullptr;
-    if (find(module, "InitSecurityInterfaceA", initialize) && find_certificate_functions()) {
+    if (find(module, "InitSecurityInterfaceA", initialize, "InitSecurityInterface") &&
+        find_certificate_functions()) {
         functions = initialize();
         if (functions != nullptr) return true;
         std::printf("Error 0x%x reading security interface.\n", GetLastError());

@@ -62,6 +62,12 @@ public:
     /// Sends fail from `when` on, also in the middle of a write; `max()` is no limit. Takes the socket's own
     /// limit over.
     void limitSends(std::chrono::steady_clock::time_point when) { send_end = when; }
+    /// Reads give 0 from `when` on, also in the middle of a record; `max()` is no limit. A receive that waits
+    /// then is ended by the socket's own limit, which is taken over if `exactly`.
+    void limitReads(std::chrono::steady_clock::time_point when, bool exactly) {
+        read_end = when;
+        reads_end_exactly = exactly;
+    }
     /// True if bytes have been received that no `read` has given yet; the socket does not show them.
     bool hasUnread() const { return plainCursor != plainEnd || extraLength != 0 || saved; }
 
@@ -86,6 +92,7 @@ private:
 
     SECURITY_STATUS decryptRecord(ULONG pending, char*& plain, ULONG& plainLength);
     bool decrypt_next();
+    int receive_more(ULONG pending);
     ULONG take_extra();
     bool save_unread();
     void restore_unread();
@@ -112,6 +119,8 @@ private:
     ULONG held = 0;  // bytes of the next record that stand in its place in the buffer already
     std::chrono::steady_clock::time_point handshake_end = std::chrono::steady_clock::time_point::max();
     std::chrono::steady_clock::time_point send_end = std::chrono::steady_clock::time_point::max();
+    std::chrono::steady_clock::time_point read_end = std::chrono::steady_clock::time_point::max();
+    bool reads_end_exactly = false;
     // What `write` found unread in the buffer that it needs.
     std::unique_ptr<char, ArrayDelete> saved;
     ULONG saved_plain = 0;

@@ -39,6 +39,16 @@ ULONG CSecureChannel::take_extra() {
     return pending;
 }
 
+/// A record may come byte by byte: the limit counts for each of them.
+int CSecureChannel::receive_more(ULONG pending) {
+    if (read_end != std::chrono::steady_clock::time_point::max()) {
+        const std::chrono::duration<double> left = read_end - std::chrono::steady_clock::now();
+        if (left.count() <= 0) return 0;
+        if (reads_end_exactly) vqNetSetTimeout(socket, left.count());
+    }
+    return vqNetRecv(socket, ioBuffer + pending, kBufferSize - static_cast<int>(pending), 0);
+}
+
 /// Waits for the next record with data; false when none comes.
 bool CSecureChannel::decrypt_next() {
     ULONG pending = take_extra();
@@ -60,8 +70,7 @@ bool CSecureChannel::decrypt_next() {
         }
         if (status == SEC_E_INCOMPLETE_MESSAGE) {
             if (pending >= kBufferSize) break;
-            const int count =
-                vqNetRecv(socket, ioBuffer + pending, kBufferSize - static_cast<int>(pending), 0);
+            const int count = receive_more(pending);
             if (count <= 0) return false;
             pending += static_cast<ULONG>(count);
             continue;

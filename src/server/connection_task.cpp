@@ -85,8 +85,7 @@ private:
         in_stream.attach(message.get(), connection.socket, connection.channel);
         auto* const socket_in = new CSocketInputStream(connection.socket, connection.channel);
         if (socket_in == nullptr) return false;
-        const double limit = read_timeout();
-        if (limit > 0) socket_in->set_deadline(limit * kWholeRequestFactor);
+        socket_in->set_deadline(read_timeout() * kWholeRequestFactor);
         std::unique_ptr<CInputStream> source(socket_in);
         if (in_stream.open_envelope_from(std::move(source)) == 0 || in_stream.open_result() == 0)
             return false;

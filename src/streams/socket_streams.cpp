@@ -4,6 +4,7 @@
 #include <vqsys/net.h>
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 
 #include "secure/secure_channel.h"
@@ -54,10 +55,12 @@ int CSocketInputStream::read(char* buffer, int length) {
 }
 
 void CSocketInputStream::set_deadline(double seconds_from_now) {
-    if (!(seconds_from_now > 0)) {
-        deadline = 0;
-        return;
-    }
-    const double seconds = seconds_from_now < kLongestDeadline ? seconds_from_now : kLongestDeadline;
-    deadline = now_in_nanoseconds() + static_cast<std::int64_t>(seconds * 1e9);
+    using Clock = std::chrono::steady_clock;
+    const bool limited = seconds_from_now > 0;
+    const double seconds = limited ? std::min(seconds_from_now, kLongestDeadline) : 0;
+    const auto nanoseconds = static_cast<std::int64_t>(seconds * 1e9);
+    deadline = limited ? now_in_nanoseconds() + nanoseconds : 0;
+    if (channel == nullptr) return;
+    const Clock::time_point end = Clock::now() + std::chrono::nanoseconds(nanoseconds);
+    channel->limitReads(limited ? end : Clock::time_point::max(), false);
 }

@@ -363,7 +363,7 @@ class TheServersOwnCertificate(unittest.TestCase):
              mock.patch.dict(os.environ, LD_LIBRARY_PATH=os.path.join(folder, 'lib')):
             good, text = self.start('provider')
         self.assertFalse(good)
-        self.assertTrue(text.startswith('Error 0x7f reading InitSecurityInterfaceA entry point.\n'), text)
+        self.assertTrue(text.startswith('Error 0x7f reading InitSecurityInterface entry point.\n'), text)
 
 
 if __name__ == '__main__':

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "secure/secure_channel.h"
 
+#include <pelthread/thread.h>
 #include <vqsys/net.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -303,6 +305,25 @@ TEST_F(SecureChannel, SendsNothingMoreWhenItsTimeIsUp) {
     EXPECT_EQ(channel->write(large.data(), static_cast<int>(large.size())), -1);
     EXPECT_LT(Clock::now() - start, std::chrono::seconds(3));
     EXPECT_EQ(channel->write("x", 1), -1);
+}
+
+TEST_F(SecureChannel, WaitsForTheRestOfARecordOnlyWhileThereIsTime) {
+    using Clock = std::chrono::steady_clock;
+    connect();
+    for (const bool exactly : {true, false}) {
+        // Each byte comes long before the socket's own limit.
+        ASSERT_EQ(vqNetSetTimeout(pair.near, exactly ? 5 : 0.3), VQOK);
+        std::atomic<bool> done = false;
+        std::thread peer([&] {
+            for (int i = 0; i < 150 && !done; ++i, PEL_Thread::delay(0.02)) static_cast<void>(pair.send("<"));
+        });
+        const auto start = Clock::now();
+        channel->limitReads(start + std::chrono::milliseconds(200), exactly);
+        EXPECT_EQ(read(10), "");
+        EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
+        done = true;
+        peer.join();
+    }
 }
 
 TEST_F(SecureChannel, LetsAWriteWaitForTheOneThatFollows) {
