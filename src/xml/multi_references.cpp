@@ -50,20 +50,41 @@ void MultiReferences::find_end(Element& element) {
     if (element.end != -1) return;
     const std::string_view text(document_, static_cast<std::size_t>(size));
     const auto from = static_cast<std::size_t>(element.resume);
-    // Where a name has no end tag from some place on, none needs looking for further on.
-    const auto [none, is_new] = unclosed.try_emplace(element.name, size);
-    if (element.resume < none->second) {
-        const std::size_t closing = text.find("</" + element.name + ">", from);
-        if (closing != std::string_view::npos) {
-            element.end = static_cast<int>(closing);
-            return;
-        }
-        none->second = element.resume;
+    std::size_t end = find_closing(element.name, from);
+    if (end == std::string_view::npos) {
+        const std::size_t markup = text.find('<', from);
+        if (markup != std::string_view::npos) end = text.substr(0, markup).find("/>", from);
     }
-    const std::size_t markup = text.find('<', from);
-    const std::size_t empty =
-        markup == std::string_view::npos ? markup : text.substr(from, markup - from).find("/>");
-    element.end = empty == std::string_view::npos ? -2 : static_cast<int>(from + empty);
+    element.end = end == std::string_view::npos ? -2 : static_cast<int>(end);
+}
+
+/// The end tag of this name at `from` or later. Usually it is near; where looking for such tags has cost the
+/// document several times over, all of them are noted, so that the cost stays in proportion.
+std::size_t MultiReferences::find_closing(std::string_view name, std::size_t from) {
+    constexpr long long kMostSearched = 4;
+    if (!closings_indexed && searched <= kMostSearched * size) {
+        const std::string_view text(document_, static_cast<std::size_t>(size));
+        const std::size_t at = text.find("</" + std::string(name) + ">", from);
+        searched += static_cast<long long>(std::min(at, text.size()) - std::min(from, text.size()));
+        return at;
+    }
+    if (!closings_indexed) index_closings();
+    const auto found = closings.find(name);
+    if (found == closings.end()) return std::string_view::npos;
+    const std::vector<int>& places = found->second;
+    const auto next = std::lower_bound(places.begin(), places.end(), static_cast<int>(from));
+    return next == places.end() ? std::string_view::npos : static_cast<std::size_t>(*next);
+}
+
+void MultiReferences::index_closings() {
+    closings_indexed = true;
+    const std::string_view text(document_, static_cast<std::size_t>(size));
+    for (std::size_t at = text.find("</"); at != std::string_view::npos; at = text.find("</", at + 2)) {
+        const std::size_t behind = text.find_first_of("<>", at + 2);
+        if (behind == std::string_view::npos) return;
+        if (text[behind] == '>')
+            closings[text.substr(at + 2, behind - at - 2)].push_back(static_cast<int>(at));
+    }
 }
 
 void MultiReferences::index_ids() {

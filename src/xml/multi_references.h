@@ -3,9 +3,9 @@
 
 #include <pelthread/memory.h>
 
+#include <map>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -73,6 +73,8 @@ private:
     Element* find_ahead(const CRefString& id, int from);
     bool read_tag(Element& element, int id_begin);
     void find_end(Element& element);
+    std::size_t find_closing(std::string_view name, std::size_t from);
+    void index_closings();
     void index_ids();
     int document_position(const Input& current) const;
 
@@ -81,10 +83,12 @@ private:
     int size = 0;
     long long brought_in = 0;
     int nesting = 0;
-    std::unordered_map<std::string, Element> elements;    ///< by id in lower case
-    std::unordered_map<std::string, int> unclosed;        ///< by name, from where on it has no end tag
-    std::vector<Frame> frames;                            ///< what is to be read, the next one last
-    CRefString last_owner;                                ///< keeps the text that is being read
-    std::vector<std::pair<std::string_view, int>> ahead;  ///< ids in the text with their places, sorted
+    std::map<std::string, Element> elements;                ///< by id in lower case
+    long long searched = 0;                                 ///< bytes looked through for end tags
+    std::map<std::string_view, std::vector<int>> closings;  ///< end tags by name, once that was much
+    std::vector<Frame> frames;                              ///< what is to be read, the next one last
+    CRefString last_owner;                                  ///< keeps the text that is being read
+    std::vector<std::pair<std::string_view, int>> ahead;    ///< ids in the text with their places, sorted
     bool indexed = false;
+    bool closings_indexed = false;
 };

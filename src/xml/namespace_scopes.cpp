@@ -15,16 +15,42 @@ int NamespaceScopes::slot_of(int depth) const {
 void NamespaceScopes::begin(int depth) {
     ++version_;
     found_count = next_found = 0;
-    const int slot = slot_of(depth);
-    if (slot == depth_count || depths[slot] != depth) return;
-    if (indexed) unindex_depth(depth, firsts[slot]);
-    for (int record = firsts[slot]; record >= 0;) {
+    int* const first = first_at(depth);
+    if (first == nullptr) return;
+    if (indexed) unindex_depth(depth, *first);
+    for (int record = *first; record >= 0;) {
         const int next = records[record].next;
         records[record] = Declaration{{}, {}, free_record};
         free_record = record;
         record = next;
     }
+    *first = -1;
+}
+
+/// The first declaration of the depth; null if it never had one.
+int* NamespaceScopes::first_at(int depth) {
+    if (indexed) {
+        const auto found_depth = indexed_firsts.find(depth);
+        return found_depth == indexed_firsts.end() ? nullptr : &found_depth->second;
+    }
+    const int slot = slot_of(depth);
+    return slot < depth_count && depths[slot] == depth ? &firsts[slot] : nullptr;
+}
+
+/// The same, made if need be; null when memory ends.
+int* NamespaceScopes::add_depth(int depth) {
+    if (indexed) return &indexed_firsts.try_emplace(depth, -1).first->second;
+    if (int* const known = first_at(depth)) return known;
+    if (!depths.reserve(depth_count + 1, 8) || !firsts.reserve(depth_count + 1, 8)) return nullptr;
+    const int slot = slot_of(depth);
+    for (int i = depth_count; i > slot; --i) {
+        depths[i] = depths[i - 1];
+        firsts[i] = firsts[i - 1];
+    }
+    depths[slot] = depth;
     firsts[slot] = -1;
+    ++depth_count;
+    return &firsts[slot];
 }
 
 int NamespaceScopes::take_record() {
@@ -39,39 +65,35 @@ int NamespaceScopes::take_record() {
 bool NamespaceScopes::declare(int depth, const CRefString& prefix, const CRefString& uri) {
     ++version_;
     found_count = next_found = 0;
-    const int record = take_record();
-    if (record < 0 || !depths.reserve(depth_count + 1, 8) || !firsts.reserve(depth_count + 1, 8))
-        return false;
-    const int slot = slot_of(depth);
-    if (slot == depth_count || depths[slot] != depth) {
-        for (int i = depth_count; i > slot; --i) {
-            depths[i] = depths[i - 1];
-            firsts[i] = firsts[i - 1];
-        }
-        depths[slot] = depth;
-        firsts[slot] = -1;
-        ++depth_count;
-    }
-    records[record] = Declaration{prefix, uri, -1};
-    // A tag's declarations come one after the other: the last one made is the end of the chain.
-    if (firsts[slot] < 0) {
-        firsts[slot] = record;
-    } else {
-        records[last_record].next = record;
-    }
-    last_record = record;
-    if (!indexed && record_count <= kWalkLimit) return true;
     try {
-        if (!indexed) {
-            indexed = true;
-            for (int i = 0; i < depth_count; ++i) index_depth(depths[i], firsts[i]);
+        const int record = take_record();
+        int* const first = record >= 0 ? add_depth(depth) : nullptr;
+        if (first == nullptr) return false;
+        records[record] = Declaration{prefix, uri, -1};
+        // A tag's declarations come one after the other: the last one made is the end of the chain.
+        if (*first < 0) {
+            *first = record;
         } else {
+            records[last_record].next = record;
+        }
+        last_record = record;
+        if (indexed) {
             index_depth(depth, record);
+        } else if (record_count > kWalkLimit) {
+            build_index();
         }
     } catch (const std::bad_alloc&) {
         return false;
     }
     return true;
+}
+
+void NamespaceScopes::build_index() {
+    indexed = true;
+    for (int i = 0; i < depth_count; ++i) {
+        indexed_firsts.emplace(depths[i], firsts[i]);
+        index_depth(depths[i], firsts[i]);
+    }
 }
 
 void NamespaceScopes::index_depth(int depth, int first) {
@@ -101,7 +123,9 @@ const CRefString* NamespaceScopes::find_at(int first, const CRefString& prefix) 
 }
 
 const CRefString& NamespaceScopes::find(const CRefString& prefix, int depth) {
-    const int deepest = depth_count == 0 ? 0 : depths[depth_count - 1];
+    const int deepest = indexed            ? indexed_firsts.rbegin()->first
+                        : depth_count == 0 ? 0
+                                           : depths[depth_count - 1];
     depth = std::min(depth, deepest);
     for (int i = 0; i < found_count; ++i) {
         if (found[i].prefix.shares(prefix) && found[i].depth == depth) return found[i].uri;
@@ -136,6 +160,7 @@ void NamespaceScopes::clear() {
     firsts.clear();
     depths.clear();
     index.clear();
+    indexed_firsts.clear();
     record_count = depth_count = 0;
     free_record = -1;
     indexed = false;

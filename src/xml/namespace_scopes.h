@@ -45,6 +45,9 @@ private:
     using Index = std::map<std::string, std::map<int, CRefString>, std::less<>>;
 
     int slot_of(int depth) const;
+    int* first_at(int depth);
+    int* add_depth(int depth);
+    void build_index();
     const CRefString* find_at(int first, const CRefString& prefix) const;
     void index_depth(int depth, int first);
     void unindex_depth(int depth, int first);
@@ -74,4 +77,5 @@ private:
     int depth_count = 0;
     bool indexed = false;
     Index index;
+    std::map<int, int> indexed_firsts;  ///< by depth, in place of the two arrays
 };

@@ -54,6 +54,29 @@ const Large kLarge[] = {
     {"ManyReferences", [] { return "<a>" + repeated(kMany, "&lt;&#10;") + "</a>"; }, 0},
     {"OpenDoctype", [] { return "<!DOCTYPE a [" + repeated(kMany, "<!ENTITY x \"y\">"); }, -103},
     {"ManyIdsThatAreNeverClosed", [] { return "<r>" + numbered(kMany, "<b id='", "'/>") + "</r>"; }, 0},
+    {"OneIdAndManyBearersWithoutAnEndToBeFound",
+     [] {
+         std::string all = "<r>";
+         for (int i = 0; i < kMany; ++i) {
+             const std::string name = "a" + std::to_string(i);
+             all += '<' + name + " id='x'></" + name + " >";
+         }
+         return all + "</r>";
+     },
+     0},
+    {"ManyIdsGivenTwiceWithFarEnds",
+     [] {
+         std::string all;
+         for (int i = 0; i < kMany; ++i) {
+             const std::string number = std::to_string(i);
+             all += "<a" + number + " id='" + number + "'><b id='" + number + "'/>";
+         }
+         for (int i = kMany; i-- > 0;) all += "</a" + std::to_string(i) + '>';
+         return all;
+     },
+     0},
+    {"DeclarationsFromDeepToShallow",
+     [] { return repeated(kMany, "<a>") + repeated(kMany, "</a><b xmlns='u'/>"); }, 0},
     {"NestedIds", [] { return numbered(20000, "<b id='", "'>"); }, -139},
 };
 
