@@ -129,14 +129,14 @@ CRefString CXmlPullParser::getNamespace(const CRefString& wanted) {
     return uri_of(wanted);
 }
 
-const CRefString& CXmlPullParser::uri_of(const CRefString& wanted) {
+const CRefString& CXmlPullParser::uri_at(const CRefString& wanted, int at) {
     const auto constant = [this](CRefString& kept, std::string_view uri) -> const CRefString& {
         if (kept.length() == 0) kept = make_text(uri.data(), static_cast<int>(uri.size()));
         return kept;
     };
     if (is_word(wanted.view(), "xml")) return constant(xmlUri, "http://www.w3.org/XML/1998/namespace");
     if (is_word(wanted.view(), "xmlns")) return constant(xmlnsUri, "http://www.w3.org/2000/xmlns/");
-    return scopes.find(wanted, depth);
+    return scopes.find(wanted, at);
 }
 
 CRefString CXmlPullParser::getText() {

@@ -212,6 +212,7 @@ private:
     void open_repeated(const RepeatedTag& tag);
     void remember_tag(std::string_view bytes, const TagPlace& place);
     TagPlace place_of_tag() const;
+    bool means_the_same(RepeatedTag& tag, const TagPlace& place);
     Hand end_tag_at_hand();
     bool ends_with_tag(const char* at) const;
 
@@ -253,7 +254,8 @@ private:
     bool load_references();
     bool fetch_referenced();
 
-    const CRefString& uri_of(const CRefString& wanted);
+    const CRefString& uri_of(const CRefString& wanted) { return uri_at(wanted, depth); }
+    const CRefString& uri_at(const CRefString& wanted, int at);
 
     static constexpr int kFirstText = 256;
     /// Room for what is left of a block in front of the next one.

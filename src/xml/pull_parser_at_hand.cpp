@@ -168,7 +168,7 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     const char* const begin = src + srcPos;
     const auto room = static_cast<std::size_t>(srcCount - srcPos);
     const TagPlace place = place_of_tag();
-    if (const RepeatedTag* const tag = repeated.expect({begin, room}, place)) {
+    if (RepeatedTag* const tag = repeated.expect({begin, room}, place); tag && means_the_same(*tag, place)) {
         open_repeated(*tag);
         return Hand::taken;
     }
@@ -176,7 +176,7 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     const auto* const end = static_cast<const char*>(std::memchr(begin, '>', room));
     if (end == nullptr) return Hand::cut;
     const std::string_view bytes(begin, static_cast<std::size_t>(end - begin) + 1);
-    if (const RepeatedTag* const tag = repeated.find(bytes, place)) {
+    if (RepeatedTag* const tag = repeated.find(bytes, place); tag && means_the_same(*tag, place)) {
         open_repeated(*tag);
         return Hand::taken;
     }
@@ -199,6 +199,29 @@ CXmlPullParser::Hand CXmlPullParser::tag_at_hand() {
     if (scopes.version() == place.scopes_version)
         remember_tag(bytes, {place.depth, place.scopes_version, lender});
     return Hand::taken;
+}
+
+/// True if the prefixes of a tag that was read before stand for what they stood for then. Namespaces that
+/// were declared since, as by each of many records, need not concern it.
+bool CXmlPullParser::means_the_same(RepeatedTag& tag, const TagPlace& place) {
+    if (tag.scopes_version == place.scopes_version) return true;
+    const auto is_bound_to = [&](const CRefString& used, const CRefString& uri) {
+        return uri_at(used, tag.depth).view() == uri.view();
+    };
+    const bool has_default = tag.prefix.length() == 0 && uri_at(tag.prefix, tag.depth).length() != 0;
+    const bool is_lent = tag.prefix.length() == 0 && !has_default;
+    if (is_lent && tag.lender.length() == 0) {
+        if (tag.namespace_.length() != 0) return false;
+    } else if (!is_bound_to(is_lent ? tag.lender : tag.prefix, tag.namespace_)) {
+        return false;
+    }
+    for (int i = 0; i < tag.attribute_count; ++i) {
+        const XmlAttribute& attribute = tag.attributes[i];
+        if (attribute.prefix.length() != 0 && !is_bound_to(attribute.prefix, attribute.namespace_))
+            return false;
+    }
+    tag.scopes_version = place.scopes_version;
+    return true;
 }
 
 /// Where the tag that comes next stands.

@@ -3,7 +3,7 @@
 
 #include "xml/text_place.h"
 
-const RepeatedTag* RepeatedTags::find(std::string_view bytes, const TagPlace& place) {
+RepeatedTag* RepeatedTags::find(std::string_view bytes, const TagPlace& place) {
     seen_before = false;
     if (bytes.size() > kLongest) return nullptr;
     last_hash = text_place(bytes);
@@ -11,7 +11,7 @@ const RepeatedTag* RepeatedTags::find(std::string_view bytes, const TagPlace& pl
     seen_before = sight == last_hash;
     sight = last_hash;
     if (!seen_before || !tags) return nullptr;
-    const RepeatedTag& tag = tags->at[last_hash % kPlaces];
+    RepeatedTag& tag = tags->at[last_hash % kPlaces];
     if (tag.bytes.view() != bytes || !tag.stands_at(place)) return nullptr;
     follow(last_hash % kPlaces);
     return &tag;

@@ -31,7 +31,7 @@ struct XmlAttribute {
 /// What the names of a tag come to depends on these, and on nothing else.
 struct TagPlace {
     int depth;
-    unsigned scopes_version;   ///< of the namespaces declared so far
+    unsigned scopes_version;   ///< of the namespaces declared so far; of these, only what is used counts
     const CRefString& lender;  ///< prefix of the nearest element above that has one
 };
 
@@ -47,7 +47,7 @@ struct RepeatedTag {
     int attribute_count = 0;
 
     bool stands_at(const TagPlace& place) const {
-        return depth == place.depth && scopes_version == place.scopes_version && lender.shares(place.lender);
+        return depth == place.depth && lender.shares(place.lender);
     }
 };
 
@@ -55,11 +55,13 @@ struct RepeatedTag {
 /// reading. What one document fills is bounded; a tag drives out another that shares its place.
 class RepeatedTags {
 public:
+    // What is found may have been read when other namespaces were declared.
+
     /// The tag that stood behind the last one before, if it is what the bytes ahead begin with, at such a
     /// place; null if it is not. An array's or record's tags come in the same order again and again.
-    const RepeatedTag* expect(std::string_view ahead, const TagPlace& place) {
+    RepeatedTag* expect(std::string_view ahead, const TagPlace& place) {
         if (!tags) return nullptr;
-        const RepeatedTag& tag = tags->at[follower[last]];
+        RepeatedTag& tag = tags->at[follower[last]];
         const std::string_view bytes = tag.bytes.view();
         if (bytes.empty() || ahead.size() < bytes.size() || !tag.stands_at(place) ||
             !same_bytes(ahead.data(), bytes.data(), bytes.size()))
@@ -69,7 +71,7 @@ public:
     }
 
     /// The tag of these bytes as it was read at such a place; null if it was not. Counts as a sight of it.
-    const RepeatedTag* find(std::string_view bytes, const TagPlace& place);
+    RepeatedTag* find(std::string_view bytes, const TagPlace& place);
 
     /// After `find` found nothing: where to note the tag that it was asked for, all but its bytes and place
     /// to be filled in; null if this was its first sight or memory ends.

@@ -75,6 +75,16 @@ const Document kDocuments[] = {
      "<r xmlns:p='u'><p:a/><p:a/><p:a/><b xmlns:p='v'/><p:a/><p:a/><p:a/></r>",
      "<r xmlns:p=u><p:a{u}/></p:a{u}><p:a{u}/></p:a{u}><p:a{u}/></p:a{u}><b xmlns:p=v/></b><p:a{v}/></p:a{v}>"
      "<p:a{v}/></p:a{v}><p:a{v}/></p:a{v}></r>."},
+    {"RepeatedTagAmongDeclarationsOfOthers",
+     "<r xmlns:p='u' xmlns:q='w'><i xmlns:a='1'><p:b q:c='2'/><d/></i><i xmlns:b='1'><p:b q:c='2'/><d/></i>"
+     "<i xmlns:c='1'><p:b q:c='2'/><d/></i><i xmlns:q='x'><p:b q:c='2'/><d/></i><i xmlns:p='v'><p:b q:c='2'/>"
+     "<d/></i><i xmlns='y'><p:b q:c='2'/><d/></i><i xmlns:e='1'><p:b q:c='2'/><d/></i></r>",
+     "<r xmlns:p=u xmlns:q=w><i xmlns:a=1><p:b{u} q:c{w}=2/></p:b{u}><d/></d></i><i xmlns:b=1>"
+     "<p:b{u} q:c{w}=2/></p:b{u}><d/></d></i><i xmlns:c=1><p:b{u} q:c{w}=2/></p:b{u}><d/></d></i>"
+     "<i xmlns:q=x><p:b{u} q:c{x}=2/></p:b{u}><d/></d></i><i xmlns:p=v><p:b{v} "
+     "q:c{w}=2/></p:b{v}><d/></d></i>"
+     "<i{y} xmlns=y><p:b{u} q:c{w}=2/></p:b{u}><d{y}/></d{y}></i{y}><i xmlns:e=1><p:b{u} q:c{w}=2/></p:b{u}>"
+     "<d/></d></i></r>."},
     {"RepeatedTagElsewhere",
      "<r xmlns:p='u' xmlns:q='v'><p:b><a/><a/><a/></p:b><q:b><a/><a><a/></a></q:b><b><a/></b></r>",
      "<r xmlns:p=u "
