@@ -75,6 +75,11 @@ void _Caldane_Context::delete_values(std::string_view pattern) {
     std::erase_if(values, [pattern](const auto& value) { return matches(value->name(), pattern); });
 }
 
+bool _Caldane_Context::has(std::string_view name) const {
+    return std::any_of(values.begin(), values.end(),
+                       [name](const auto& value) { return value->name() == name; });
+}
+
 _Caldane_NVList* _Caldane_Context::get_values(std::string_view pattern) const {
     auto* list = new _Caldane_NVList;
     if (list == nullptr) return nullptr;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <caldane/invoke.h>
 
+#include <algorithm>
+#include <chrono>
 #include <new>
 #include <string>
 
@@ -20,7 +22,29 @@ constexpr int kMaxRedeliveries = 64;
 /// How often a client is bound that turns out to be of no use before the call is given up.
 constexpr int kMaxBinds = 3;
 
+constexpr char kMalformed[] = "malformed XML in the response";
+
 thread_local double thread_limit = -1;
+
+using Clock = std::chrono::steady_clock;
+thread_local Clock::time_point call_end = Clock::time_point::max();
+
+/// The clock of a call runs from its begin on, whatever it waits for and however often it is tried.
+class CallClock {
+public:
+    explicit CallClock(double seconds) : previous(call_end) {
+        constexpr double kLongest = 1e9;
+        const std::chrono::duration<double> limit(std::min(seconds, kLongest));
+        call_end = seconds > 0 ? Clock::now() + std::chrono::duration_cast<Clock::duration>(limit)
+                               : Clock::time_point::max();
+    }
+    ~CallClock() { call_end = previous; }
+    CallClock(const CallClock&) = delete;
+    CallClock& operator=(const CallClock&) = delete;
+
+private:
+    Clock::time_point previous;
+};
 
 /// A client with the profile it is bound to, and one reference to it.
 class BoundClient {
@@ -107,7 +131,7 @@ void try_call(_IOP_IOR& ior, BoundClient& bound, _Caldane_OutboundCall& call,
         store(outcome, _Caldane_SystemException::UNKNOWN, "memory has ended");
         bound.client->invalidate();
     } catch (...) {
-        store(outcome, _Caldane_SystemException::BAD_RESPONSE, "malformed XML in the response");
+        store(outcome, _Caldane_SystemException::BAD_RESPONSE, kMalformed);
     }
 }
 
@@ -120,9 +144,12 @@ std::string reason(const _Caldane_SystemException& exception, const _Caldane_Cal
     std::string message = plain(exception.message_text());
     std::string described = plain(_Caldane_CallDiagnostics::text(info));
     if (described.empty()) return message;
-    // Of a request that could not be written there is no answer whose status could tell more.
-    const bool answered = exception.kind() != _Caldane_SystemException::MARSHAL;
-    if (message.empty() || message == described || !answered) return described;
+    // Of a call that failed on the way the message is but the text of a status, if there was one at all.
+    const std::int32_t kind = exception.kind();
+    const bool on_the_way =
+        kind == _Caldane_SystemException::MARSHAL || kind == _Caldane_SystemException::COMM_FAILURE ||
+        kind == _Caldane_SystemException::BAD_RESPONSE || kind == _Caldane_SystemException::HTTP_STATUS;
+    if (message.empty() || message == described || (on_the_way && message != kMalformed)) return described;
     return described + " (" + message + ")";
 }
 
@@ -156,7 +183,9 @@ void Caldane::invoke(const _Caldane_Object& target, const Operation& operation, 
     }
     features->exception.declare(operation.exceptions.table, operation.exceptions.count);
     features->duration.oneway(operation.oneway);
-    features->duration.limit(CallTimeout::current());
+    const double seconds = CallTimeout::current();
+    features->duration.limit(seconds);
+    const CallClock clock(seconds);
     _Caldane_OutboundCall call(info, held, args, operation.name, operation.intf_id);
     for (int attempt = 0;; ++attempt) {
         BoundClient bound;
@@ -174,6 +203,10 @@ void Caldane::invoke(const _Caldane_Object& target, const Operation& operation, 
     }
     if (features->exception.stored() != nullptr)
         raise(operation, info, *features->exception.stored(), held.url());
+}
+
+std::chrono::steady_clock::time_point _Caldane_CallDuration::end_of_call() {
+    return call_end;
 }
 
 Caldane::CallTimeout::CallTimeout(double seconds) : previous(thread_limit) {

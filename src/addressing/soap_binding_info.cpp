@@ -3,6 +3,9 @@
 
 #include <cassert>
 #include <optional>
+#include <string_view>
+
+#include "streams/ref_string.h"
 
 namespace {
 
@@ -31,16 +34,23 @@ struct _SOAP_BindingTable::Entry {
 };
 
 _SOAP_BindingTable::~_SOAP_BindingTable() {
-    while (head != nullptr) {
-        Entry* const gone = head;
-        head = gone->next;
-        delete gone;
+    for (Entry*& head : heads) {
+        while (head != nullptr) {
+            Entry* const gone = head;
+            head = gone->next;
+            delete gone;
+        }
     }
+}
+
+_SOAP_BindingTable::Entry*& _SOAP_BindingTable::list_of(const _SOAP_BindingKey& key) {
+    const std::string_view host = key.host.view();
+    return heads[(folded_hash(host.data(), host.size()) + key.port) % kLists];
 }
 
 _SOAP_BindingInfo** _SOAP_BindingTable::find(const _SOAP_BindingKey& key) {
     const PEL_Lock guard(mutex);
-    for (Entry* entry = head; entry != nullptr; entry = entry->next) {
+    for (Entry* entry = list_of(key); entry != nullptr; entry = entry->next) {
         if (entry->key == key) return &entry->info;
     }
     return nullptr;
@@ -48,6 +58,7 @@ _SOAP_BindingInfo** _SOAP_BindingTable::find(const _SOAP_BindingKey& key) {
 
 bool _SOAP_BindingTable::add(const _SOAP_BindingKey& key, _SOAP_BindingInfo* info) {
     const PEL_Lock guard(mutex);
+    Entry*& head = list_of(key);
     Entry* const entry = new Entry{key, info, head};
     if (entry == nullptr) return false;
     head = entry;
@@ -56,7 +67,7 @@ bool _SOAP_BindingTable::add(const _SOAP_BindingKey& key, _SOAP_BindingInfo* inf
 
 void _SOAP_BindingTable::remove(const _SOAP_BindingKey& key, const _SOAP_BindingInfo* info) {
     const PEL_Lock guard(mutex);
-    for (Entry** place = &head; *place != nullptr; place = &(*place)->next) {
+    for (Entry** place = &list_of(key); *place != nullptr; place = &(*place)->next) {
         Entry* const entry = *place;
         if (entry->info != info || !(entry->key == key)) continue;
         *place = entry->next;
@@ -68,7 +79,9 @@ void _SOAP_BindingTable::remove(const _SOAP_BindingKey& key, const _SOAP_Binding
 int _SOAP_BindingTable::count() {
     const PEL_Lock guard(mutex);
     int entries = 0;
-    for (const Entry* entry = head; entry != nullptr; entry = entry->next) ++entries;
+    for (const Entry* head : heads) {
+        for (; head != nullptr; head = head->next) ++entries;
+    }
     return entries;
 }
 

@@ -59,8 +59,8 @@ private:
     _SOAP_BindingKey pd_key;
 };
 
-/// The registry of records, a list that is walked. It does not own the records. Each operation takes the
-/// registry's own mutex.
+/// The registry of records, lists that are walked: a hostile message may name many endpoints. It does not own
+/// the records. Each operation takes the registry's own mutex.
 class _SOAP_BindingTable {
 public:
     PEL_HEAP_OBJECT
@@ -80,7 +80,11 @@ public:
 private:
     struct Entry;
 
-    Entry* head = nullptr;
+    static constexpr int kLists = 1024;
+
+    Entry*& list_of(const _SOAP_BindingKey& key);
+
+    Entry* heads[kLists] = {};
     PEL_Mutex mutex;
 };
 

@@ -36,6 +36,8 @@ public:
     _Caldane_String impl_text() const override { return pd_impl; }
     /// Without the leading "/"; null for a profile from a stored body.
     _Caldane_String path_text() const override { return pd_path; }
+    /// Made from parts, and not from a stored body.
+    bool is_local() const { return pd_local; }
 
     /// Binds `client`, whose reference is taken over.
     void set_binding(_Caldane_Transport_RPC_Client* client);
@@ -46,7 +48,7 @@ public:
     /// Guards the moment of binding.
     PEL_Mutex& mutex() { return pd_mutex; }
     /// False where memory ended in the constructor: only the destructor may follow then.
-    bool valid() const { return pd_binding != nullptr; }
+    bool valid() const { return pd_binding != nullptr && (!pd_local || !pd_path.is_null()); }
 
     /// The profile behind a handle if it is one of this transport, else null.
     static _SOAP_Profile* narrow(_IOP_Profile& profile);

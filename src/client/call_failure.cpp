@@ -35,6 +35,19 @@ std::int32_t _SOAP_Transport_Client::refuse_call() {
     return _Caldane_SystemException::COMM_FAILURE;
 }
 
+/// The failure of a call that never got its turn. Nothing of the client is touched: another call has it.
+void _SOAP_Transport_Client::store_late(const _Caldane_CallInfo& info) {
+    char words[96];
+    std::snprintf(words, sizeof words, "call timed out after %g s, waiting for the call before it",
+                  _Caldane_CallDuration::time_limit(info));
+    _Caldane_CallDiagnostics::describe(info, _Caldane_String(words));
+    if (_Caldane_CallException* const holder = _Caldane_CallException::lookup_or_add(info)) {
+        holder->exception(
+            _Caldane_SystemException(0, _Caldane_CompletionStatus(1), _Caldane_SystemException::COMM_FAILURE),
+            Caldane::OWNERSHIP_COPY);
+    }
+}
+
 void _SOAP_Transport_Client::store_failure(std::int32_t kind) {
     _Caldane_CallDiagnostics::describe(call_info, diagnosis);
     _Caldane_CallException* const holder = _Caldane_CallException::lookup_or_add(call_info);
@@ -81,5 +94,6 @@ void _SOAP_Transport_Client::describe_response(const char* failing) {
         diagnosis = "the server at " + address + " closed the connection within the response's body";
     } else {
         diagnosis = failing;
+        if (status != 0 && status != 200) diagnosis += ", its HTTP status " + words_for_status(status);
     }
 }

@@ -11,6 +11,8 @@
 
 namespace {
 
+// Without its path or a header a request would be another one.
+constexpr char kNoMemory[] = "memory has ended";
 constexpr int kConnectAttempts = 10;
 constexpr double kBetweenAttempts = 1.0;  // seconds
 
@@ -28,8 +30,7 @@ _Caldane_String path_in_url(const _IOP_OctetSeq& url) {
 bool _SOAP_Transport_Client::prepare_for(const _Caldane_OutboundCall& call, const _SOAP_Profile& profile,
                                          bool secure) {
     const _Caldane_String action = quoted_action(call.oper());
-    const _Caldane_String path = profile.path_text();
-    if (!path.is_null()) return prepare_request(path, action, secure) != 0;
+    if (profile.is_local()) return prepare_request(profile.path_text(), action, secure) != 0;
     return prepare_request(path_in_url(profile.object_key()), call.oper(), secure) != 0;
 }
 
@@ -50,6 +51,10 @@ _Caldane_String _SOAP_Transport_Client::quoted_action(const _Caldane_String& ope
 
 int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _Caldane_String& action,
                                             bool secure) {
+    if (path.is_null() || action.is_null()) {
+        diagnosis = kNoMemory;
+        return 0;
+    }
     const char* const proxy = SOA::getProperties().get("proxy");
     if (!connect_repeatedly(proxy != nullptr ? _Caldane_String(proxy) : endpoint, secure)) return 0;
     out_stream.attach(message.get(), connection.handle(), connection.secure_channel());
@@ -61,7 +66,7 @@ int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _
     message->AddRequestHeader("SOAPAction", action.c_str());
     message->AddRequestHeader(kHttpConnection, kHttpKeepAlive);
     if (message->GetError() == 0) return 1;
-    diagnosis = "memory has ended";  // without its path or a header the request would be another one
+    diagnosis = kNoMemory;
     return 0;
 }
 
@@ -86,7 +91,7 @@ int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address, b
     diagnosis = "could not connect to ";
     diagnosis += address.view();
     diagnosis += " after " + std::to_string(kConnectAttempts) + " attempts: ";
-    diagnosis += reason.empty() ? "memory has ended" : reason;
+    diagnosis += reason.empty() ? kNoMemory : reason;
     return 0;
 }
 

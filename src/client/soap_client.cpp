@@ -56,6 +56,7 @@ _SOAP_Transport_Client::_SOAP_Transport_Client(const _Caldane_String& address) :
     const _Caldane_Properties& properties = SOA::getProperties();
     in_stream.set_rpc_encoding(properties.get("SOAP_ENABLE_RPC_ENCODER") != nullptr);
     out_stream.set_rpc_encoding(properties.get("SOAP_ENABLE_RPC_ENCODER") != nullptr);
+    if (endpoint.is_null()) invalidate();  // memory has ended; another one may fare better
 }
 
 _SOAP_Transport_Client::~_SOAP_Transport_Client() {
@@ -64,7 +65,8 @@ _SOAP_Transport_Client::~_SOAP_Transport_Client() {
 }
 
 bool _SOAP_Transport_Client::usable() {
-    const PEL_Lock guard(lock);
+    const PEL_TimedLock guard(lock, _Caldane_CallDuration::end_of_call());
+    if (!guard) return true;  // `invoke` is going to say what kept the call
     if (!connection.is_connected()) return true;
     switch (connection.look()) {
         case vqNetState::idle:
@@ -78,7 +80,11 @@ bool _SOAP_Transport_Client::usable() {
 }
 
 _Caldane_Boolean _SOAP_Transport_Client::invoke(_Caldane_OutboundCall& call) {
-    const PEL_Lock guard(lock);
+    const PEL_TimedLock guard(lock, _Caldane_CallDuration::end_of_call());
+    if (!guard) {
+        store_late(call.info());
+        return _Caldane_FALSE;
+    }
     call_info = call.info();
     diagnosis.clear();
     CallScope scope(*this);
@@ -191,6 +197,7 @@ void _SOAP_Transport_Client::start_clock() {
         const std::chrono::duration<double> limit(std::min(time_limit, kLongest));
         deadline = ClientConnection::Clock::now() +
                    std::chrono::duration_cast<ClientConnection::Clock::duration>(limit);
+        deadline = std::min(deadline, _Caldane_CallDuration::end_of_call());
     }
     connection.set_deadline(deadline);
 }

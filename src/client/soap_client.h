@@ -32,10 +32,11 @@ public:
     /// is none of 0, 200, 405, 500. A response that is no XML leaves as `CXmlPullParserException`. What
     /// failed is told through `_Caldane_CallDiagnostics`. Blocks, also for connecting: ten attempts, a second
     /// apart, unless the call's time limit ends them. The second call on a connection waits besides, until 20
-    /// milliseconds after the first reply, for a server that closes without having said so; `usable` does not.
+    /// milliseconds after the first reply, for a server that closes without having said so; `usable` does
+    /// not.
     _Caldane_Boolean invoke(_Caldane_OutboundCall& call) override;
 
-    /// Waits for a call under way; see the base class.
+    /// Waits for a call under way, as long as the thread's own call has time; see the base class.
     bool usable() override;
 
 private:
@@ -60,6 +61,7 @@ private:
     void settle();
 
     std::int32_t refuse_call();
+    static void store_late(const _Caldane_CallInfo& info);
     void store_failure(std::int32_t kind);
     void describe_response(const char* failing);
     void describe_time();
@@ -71,7 +73,7 @@ private:
     _Caldane_CallInfo call_info;
     std::unique_ptr<CHttpMessage> message;
     ClientConnection connection;
-    PEL_Mutex lock;
+    PEL_TimedMutex lock;
 
     bool awaits_response = false;    // of the current call, whose request has left
     bool reply_outstanding = false;  // of a one-way call before

@@ -55,7 +55,8 @@ void put_head(_SOAP_OutStream& out) {
 
 bool put_header_block(_SOAP_OutStream& out, bool typed) {
     const std::unique_ptr<_Caldane_NVList> values(SOA::get_default_context().get_values("*"));
-    if (!values || values->count() == 0) return true;
+    if (!values) return false;
+    if (values->count() == 0) return true;
     out.put_text("\r\n<SOAP-ENV:Header>");
     const _Caldane_ULong count = values->count();
     for (_Caldane_ULong i = 0; i < count; ++i) {

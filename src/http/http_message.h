@@ -92,6 +92,8 @@ public:
     void AddOutgoingHeader(const char* name, const char* value) override { add(outgoing(), name, value); }
     const char* GetIncomingHeader(const char* name) const override { return incoming().Get(name); }
 
+    std::int32_t GetIncomingStatus() const override { return is_client() ? status : 0; }
+
     /// Most bytes that the body read may have; 0, the default, is no limit. To be set before the body is
     /// read.
     void SetMaxBody(long long bytes) { max_body = bytes; }

@@ -62,7 +62,8 @@ EntryReader entry_reader(CXmlPullParser& parser, int attribute_count) {
     return read_as_text;
 }
 
-/// So many entries of one Header are read: the context looks each up by its name.
+/// So many entries of one Header are read, and so many a context takes up of them: it looks each up by its
+/// name, and a client's goes on from call to call.
 constexpr int kMaxHeaderEntries = 1000;
 
 }  // namespace
@@ -83,6 +84,7 @@ int _SOAP_InStream::read_header() {
                 if (attributes <= 0) break;
                 if (++entries > kMaxHeaderEntries) return 0;
                 const _Caldane_String name(parser->getName().c_str(), -1, Caldane::OWNERSHIP_COPY);
+                if (context.size() >= kMaxHeaderEntries && !context.has(name.view())) break;
                 if (entry_reader(*parser, attributes)(*this, context, name) == 0) return 0;
                 break;
             }

@@ -85,7 +85,8 @@ int _SOAP_InStream::demarshal_object(_Caldane_Object& object) {
 /// Reads number and text of each profile up to the end tag of `profiles`. One profile with a secure URL makes
 /// the whole reference secure.
 bool _SOAP_InStream::read_profiles(_IOP_ProfileList& profiles, bool& secure) {
-    for (;;) {
+    constexpr int kMaxProfiles = 1024;
+    for (int i = 0; i <= kMaxProfiles; ++i) {
         const int event = parser->next();
         const CRefString name = parser->getName();
         if (event == XML_END_TAG) return same(name, "profiles");
@@ -102,4 +103,5 @@ bool _SOAP_InStream::read_profiles(_IOP_ProfileList& profiles, bool& secure) {
         profiles.append(profile);
         parser->next();
     }
+    return false;
 }

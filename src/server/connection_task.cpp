@@ -50,6 +50,7 @@ public:
 
     After run() {
         const After after = message != nullptr ? exchange() : After::close;
+        SOA::get_default_context().delete_values(_Caldane_String("*"));
         connection.list->read_ends(&connection);
         return after;
     }

@@ -157,6 +157,12 @@ int CContentLengthInputStream::read(char* buffer, int wanted) {
 void CContentLengthInputStream::look_up_length() {
     const char* text = message->GetIncomingHeader(kContentLength);
     if (text == nullptr) {
+        // RFC 9112 6.3: replies of these statuses have no body.
+        const std::int32_t status = message->GetIncomingStatus();
+        if (status == 204 || status == 304) {
+            length = 0;
+            return;
+        }
         unlimited = true;
         return;
     }

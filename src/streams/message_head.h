@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+
 class COutputStream;
 
 /// The head of an HTTP message, as the streams of its body see it: they decide when it is written, and take
@@ -21,6 +23,9 @@ public:
 
     /// A header of the half that is read; null if there is none.
     virtual const char* GetIncomingHeader(const char* name) const = 0;
+
+    /// The status of the response that is read; 0 where a request is.
+    virtual std::int32_t GetIncomingStatus() const { return 0; }
 
     /// Most bytes that the body read may have; 0 is no limit.
     virtual long long GetMaxBody() const = 0;

@@ -9,6 +9,8 @@
 #include <thread>
 #include <vector>
 
+#include <caldane/any_ref.h>
+#include <caldane/async.h>
 #include <caldane/dispatcher.h>
 #include <caldane/soa.h>
 
@@ -211,4 +213,15 @@ TEST(Dispatcher, TasksMayAddTasks) {
     Dispatcher::new_task(&Chain::step, &chain);
     ASSERT_TRUE(await([&] { return chain.left == 0; }));
     EXPECT_TRUE(Dispatcher::drain(20));
+}
+
+TEST(Async, CallsMeetNothingOfWhatTheirWorkerDidBefore) {
+    for (int i = 0; i < 50; ++i) {
+        const auto found = Caldane::run_async([i] {
+                               const std::size_t before = SOA::get_default_context().size();
+                               SOA::get_default_context().set_one_value("token", _Caldane_AnyConstRef(i));
+                               return before;
+                           }).get();
+        ASSERT_EQ(found, 0U);
+    }
 }

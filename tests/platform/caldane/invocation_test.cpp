@@ -163,8 +163,7 @@ TEST_F(Invocation, SystemErrorsTellKindReasonOperationAndEndpoint) {
     EXPECT_EQ(error.operation(), "take");
     EXPECT_EQ(error.endpoint(), "http://127.0.0.1:1/store");
     const std::string text = error.what();
-    for (const char* part :
-         {"COMM_FAILURE (2)", "connection refused", "500 Internal", "take", "http://127.0.0.1:1/"}) {
+    for (const char* part : {"COMM_FAILURE (2)", "connection refused;", "take", "http://127.0.0.1:1/"}) {
         EXPECT_NE(text.find(part), std::string::npos) << text;
     }
 }

@@ -273,11 +273,53 @@ TEST_F(Connection, IsSharedByManyThreadsAndEachGetsItsOwnReply) {
     EXPECT_EQ(server.connections(), 1);
 }
 
-TEST_F(Connection, SurvivesTheEndOfMemoryAnywhere) {
-    ScriptedServer server(serve_counts);
+TEST_F(Connection, LetsACallGoThatWaitsForAnothersTurn) {
+    std::atomic<bool> asked = false;
+    ScriptedServer server([&](ScriptedConnection& client) {
+        client.read_request();
+        asked = true;
+        client.read_request();  // no answer: the first caller's limit ends this
+    });
     const _Caldane_Object object = object_at(server.url());
+    std::thread first([&] {
+        const Caldane::CallTimeout limit(3);
+        EXPECT_EQ(failure_of(object).kind, Kind::BAD_RESPONSE);
+    });
+    ASSERT_TRUE(eventually([&] { return asked.load(); }));
+    const auto start = Clock::now();
+    {
+        const Caldane::CallTimeout limit(0.2);
+        const Failure failure = failure_of(object);
+        EXPECT_EQ(failure.kind, Kind::COMM_FAILURE);
+        EXPECT_NE(failure.words.find("waiting for the call before it"), std::string::npos) << failure.words;
+    }
+    EXPECT_LT(seconds_since(start), 2.0);
+    first.join();
+}
+
+TEST_F(Connection, SurvivesTheEndOfMemoryAnywhereAndSendsWholeRequestsOnly) {
+    // Longer than a text that needs no memory.
+    const std::string path = "/a/rather/long/path/to/the/object/that/counts";
+    std::atomic<int> others = 0;
+    ScriptedServer server([&](ScriptedConnection& client) {
+        for (;;) {
+            const std::string request = client.read_request();
+            const int number = number_in(request);
+            if (number < 0) return;
+            const bool whole = request.find("POST " + path + " ") == 0 &&
+                               request.find("SOAPAction: \"count\"") != std::string::npos &&
+                               request.find("a token that is longer than most") != std::string::npos;
+            if (!whole) ++others;
+            client.send(counted(number));
+        }
+    });
+    _Caldane_String token("a token that is longer than most");
+    SOA::get_default_context().set_one_value("token", _Caldane_AnyRef(token));
+    const std::string url = server.url().substr(0, server.url().rfind('/')) + path;
     int failed = 0;
     for (long nth = 1;; ++nth) {
+        // The first call of a reference binds it as well.
+        const _Caldane_Object object = object_at(url);
         PEL_Fault::fail_allocation(nth);
         const Failure failure = failure_of(object, 5);
         const bool happened = PEL_Fault::happened();
@@ -288,6 +330,8 @@ TEST_F(Connection, SurvivesTheEndOfMemoryAnywhere) {
         ASSERT_LT(nth, 500);
     }
     EXPECT_GT(failed, 0);
+    EXPECT_EQ(others, 0);
+    SOA::get_default_context().delete_values("*");
 }
 
 }  // namespace

@@ -246,6 +246,24 @@ TEST(Header, several_attributes_or_none) {
     EXPECT_EQ(header(""), "");
 }
 
+TEST(Header, many_messages_do_not_fill_the_context_without_end) {
+    _Caldane_Context& context = SOA::get_default_context();
+    context.delete_values("*");
+    for (int message = 0; message < 3; ++message) {
+        std::string entries;
+        for (int i = 0; i < 900; ++i) {
+            const std::string name = "n" + std::to_string(message * 900 + i);
+            entries += "<" + name + " xsi:type='xsd:int'>5</" + name + ">";
+        }
+        SoapReader reader;
+        ASSERT_EQ(reader.open(envelope("<e:Header>" + entries + "</e:Header><e:Body><r/></e:Body>", "")), 1);
+        EXPECT_EQ(reader.in.open_result(), 1);
+    }
+    EXPECT_EQ(context.size(), 1000U);
+    EXPECT_TRUE(context.has("n999"));
+    context.delete_values("*");
+}
+
 TEST(Header, comes_back_from_our_own_reply) {
     SOA::get_default_context().delete_values("*");
     _Caldane_String text("a<b");

@@ -60,6 +60,14 @@ TEST(ObjectReference, comes_back) {
     }
 }
 
+const std::string& many(int count) {
+    static std::string kept[2];
+    std::string& text = kept[count % 2];
+    text = "<profiles>";
+    for (int i = 0; i < count; ++i) text += "<ProfileId>70</ProfileId><profile_data>t</profile_data>";
+    return text += "</profiles>";
+}
+
 TEST(ObjectReference, what_is_read) {
     struct Row {
         const char* what;
@@ -80,6 +88,8 @@ TEST(ObjectReference, what_is_read) {
         {"another element", "<profile/>", false},
         {"another element inside", "<profiles><x/></profiles>", false},
         {"text inside", "<profiles>text</profiles>", false},
+        {"as many profiles as may be", many(1024).c_str(), true},
+        {"one more", many(1025).c_str(), false},
     };
     for (const Row& row : table) {
         SoapReader reader;

@@ -8,8 +8,18 @@
 
 #include <caldane/dispatcher.h>
 #include <caldane/invoke.h>
+#include <caldane/soa.h>
 
 namespace Caldane {
+
+/// A worker's own context, empty: what it served before is nothing of the call's, nor the other way round.
+class CleanContext {
+public:
+    CleanContext() { SOA::get_default_context().delete_values("*"); }
+    ~CleanContext() { SOA::get_default_context().delete_values("*"); }
+    CleanContext(const CleanContext&) = delete;
+    CleanContext& operator=(const CleanContext&) = delete;
+};
 
 /// Has a worker of the dispatcher do `work`, which owns all that it needs, under the time limit for calls
 /// that the calling thread has now. The future gives what it returns, or throws what it threw. Calls to one
@@ -19,6 +29,7 @@ std::future<std::invoke_result_t<Work&>> run_async(Work work) {
     using Task = std::packaged_task<std::invoke_result_t<Work&>()>;
     auto task = std::make_unique<Task>([work = std::move(work), seconds = CallTimeout::current()]() mutable {
         const CallTimeout limit(seconds);
+        const CleanContext context;
         return work();
     });
     auto result = task->get_future();

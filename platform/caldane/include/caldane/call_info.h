@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 
@@ -93,6 +94,9 @@ public:
     static bool is_oneway(const _Caldane_CallInfo& info);
     /// Seconds after which the call is to fail; 0 is no limit.
     static double time_limit(const _Caldane_CallInfo& info);
+
+    /// When the call that this thread makes now is to have ended, all waiting included; `max()` for none.
+    static std::chrono::steady_clock::time_point end_of_call();
 
     void oneway(bool flag) { oneway_ = flag; }
     void limit(double seconds) { limit_ = seconds; }

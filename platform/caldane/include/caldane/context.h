@@ -75,6 +75,9 @@ public:
 
     void delete_values(std::string_view pattern);
 
+    std::size_t size() const { return values.size(); }
+    bool has(std::string_view name) const;
+
     /// A new list, which the caller deletes; null when memory ends.
     [[nodiscard]] _Caldane_NVList* get_values(std::string_view pattern) const;
 
