@@ -29,7 +29,19 @@ int SequenceReader::finish_empty() {
     parser.next();
     bool empty_rows = false;
     for (std::size_t d = 1; d < dimensions; ++d) empty_rows = empty_rows || sizes[d] == 0;
-    return set_length(sequence, empty_rows && sized(0) ? sizes[0] : 0) ? 1 : 0;
+    return (empty_rows ? make_rows(sequence, 0) : set_length(sequence, 0)) ? 1 : 0;
+}
+
+/// Gives the row of this dimension, and those in it, the lengths that are declared.
+bool SequenceReader::make_rows(_Caldane_AddressableSequence& row, std::size_t dimension) {
+    if (!set_length(row, sized(dimension) ? sizes[dimension] : 0)) return false;
+    if (dimension + 1 == dimensions || !sized(dimension + 1) || sizes[dimension + 1] == 0) return true;
+    const _Caldane_ULong count = row.length();
+    for (_Caldane_ULong i = 0; i < count; ++i) {
+        auto* const below = _Caldane_AddressableSequence::_down_cast(row.element(i).cast_away_constness());
+        if (below == nullptr || !make_rows(*below, dimension + 1)) return false;
+    }
+    return true;
 }
 
 bool SequenceReader::read_items(const CRefString& element) {
@@ -64,6 +76,9 @@ bool SequenceReader::place_item() {
     ++in.elements_brought;
     _Caldane_AddressableSequence* row = &sequence;
     for (std::size_t d = 0;; ++d) {
+        // A row that begins with this item is brought as well.
+        if (d + 1 < dimensions && index[d] >= 0 && static_cast<_Caldane_ULong>(index[d]) == row->length())
+            ++in.elements_brought;
         if (index[d] < 0 || (sized(d) && index[d] >= sizes[d]) || !make_room(*row, d)) return false;
         if (d + 1 == dimensions) break;
         row = row_below(*row, d);

@@ -27,6 +27,7 @@ private:
     bool make_room(_Caldane_AddressableSequence& row, std::size_t dimension);
     bool set_length(_Caldane_AddressableSequence& row, std::int64_t length);
     bool step();
+    bool make_rows(_Caldane_AddressableSequence& row, std::size_t dimension);
     bool close_rows(std::size_t from);
     int finish_empty();
     bool sized(std::size_t dimension) const { return sizes.found() && sizes[dimension] >= 0; }

@@ -86,6 +86,8 @@ _Caldane_Boolean _SOAP_DateTimeInStream::demarshal(_Caldane_Long& out) {
     out = 0;
     if (!to_text()) return kFailed;
     const CRefString text = outer_parser->getText();
+    // Whatever the text is worth, who reads next is to stand behind it.
+    const bool ended = at_end();
     std::tm parts{};
     long long zone_seconds = 0;
     if (!scan(text.c_str(), parts, zone_seconds)) return kFailed;
@@ -94,7 +96,7 @@ _Caldane_Boolean _SOAP_DateTimeInStream::demarshal(_Caldane_Long& out) {
         seconds > std::numeric_limits<_Caldane_Long>::max())
         return kFailed;
     out = static_cast<_Caldane_Long>(seconds);
-    return outcome(at_end());
+    return outcome(ended);
 }
 
 _Caldane_Boolean _SOAP_DecimalInStream::demarshal(_Caldane_TxType& value) {

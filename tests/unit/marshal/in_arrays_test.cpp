@@ -48,6 +48,25 @@ TEST(InSequence, dimensions_offset_and_position) {
     }
 }
 
+TEST(InSequence, empty_rows_in_rows_are_kept) {
+    using Cubes = _Caldane_Sequence<Rows>;
+    const Cubes two = {{{}, {}}, {{}, {}}};
+    EXPECT_EQ(must_read<Cubes>("<v SOAP-ENC:arrayType='xsd:int[2,2,0]'></v>", true), two);
+    EXPECT_EQ(must_read<Cubes>("<v SOAP-ENC:arrayType='xsd:int[1,1,0]'/>", true), Cubes{Rows{Longs()}});
+    EXPECT_EQ(must_read<Cubes>("<v SOAP-ENC:arrayType='xsd:int[3,0,2]'/>", true), Cubes(3));
+    Cubes cubes;
+    EXPECT_FALSE(read(cubes, "<v SOAP-ENC:arrayType='xsd:int[2000,2000,0]'/>", true));
+}
+
+TEST(InSequence, rows_that_a_message_brings_are_not_among_those_it_only_declares) {
+    constexpr int kRows = 1'100'000;
+    std::string items;
+    for (int i = 0; i < kRows; ++i) items += "<i>1</i>";
+    const std::string type = "xsd:int[" + std::to_string(kRows) + ",1]";
+    const auto rows = must_read<Rows>("<v SOAP-ENC:arrayType='" + type + "'>" + items + "</v>", true);
+    EXPECT_EQ(rows.size(), std::size_t{kRows});
+}
+
 TEST(InSequence, rows) {
     struct Row {
         const char* attributes;

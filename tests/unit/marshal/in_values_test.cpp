@@ -346,8 +346,13 @@ TEST(InXsd, texts_that_are_none_do_not_fail_the_call) {
                              "9999-01-01T00:00:00Z", "2003-08-21T12:00:nan"}) {
         DateTime date;
         date.value = 5;
-        EXPECT_TRUE(read(date, "<d>" + std::string(text) + "</d>", true)) << text;
+        SoapReader reader;
+        ASSERT_TRUE(reader.open_values("<d>" + std::string(text) + "</d><after>7</after>", true));
+        EXPECT_NE(reader.in.demarshal(static_cast<_Caldane_TxType&>(date)), _Caldane_FALSE) << text;
         EXPECT_EQ(date.value, 0) << text;
+        _Caldane_Long after = 0;
+        EXPECT_NE(reader.in.demarshal(after), _Caldane_FALSE) << text;
+        EXPECT_EQ(after, 7) << text;
     }
 }
 
