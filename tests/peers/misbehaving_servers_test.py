@@ -35,7 +35,7 @@ BAD = [
     ('404', with_length(HTML, b'404 Not Found'), '404'),
     ('500 without a fault', with_length(HTML, b'500 Internal Server Error'), '500'),
     ('302', with_length(b'', b'302 Found', b'Location: http://127.0.0.1:1/\r\n'), '302'),
-    ('an empty body', with_length(b''), '200 OK'),
+    ('an empty body', with_length(b''), 'not a SOAP envelope'),
     ('a body that is no XML', with_length(b'hello'), ''),
     ('cut off XML', with_length(REPLY[:-20]), ''),
     ('a fault of its own', with_length(FAULT, b'500 Internal Server Error'), 'no such thing'),
