@@ -51,9 +51,14 @@ void MultiReferences::find_end(Element& element) {
     const std::string_view text(document_, static_cast<std::size_t>(size));
     const auto from = static_cast<std::size_t>(element.resume);
     std::size_t end = find_closing(element.name, from);
-    if (end == std::string_view::npos) {
+    // A tag may bear many ids: what was looked through up to the next markup is not looked through again.
+    if (end == std::string_view::npos && (from < not_empty_from || from >= not_empty_until)) {
         const std::size_t markup = text.find('<', from);
         if (markup != std::string_view::npos) end = text.substr(0, markup).find("/>", from);
+        if (end == std::string_view::npos) {
+            not_empty_from = from;
+            not_empty_until = std::min(markup, text.size());
+        }
     }
     element.end = end == std::string_view::npos ? -2 : static_cast<int>(end);
 }
@@ -62,7 +67,10 @@ void MultiReferences::find_end(Element& element) {
 /// document several times over, all of them are noted, so that the cost stays in proportion.
 std::size_t MultiReferences::find_closing(std::string_view name, std::size_t from) {
     constexpr long long kMostSearched = 4;
-    if (!closings_indexed && searched <= kMostSearched * size) {
+    // What stands for a name ahead may hold a `>`, which no noted name does. Looking for it costs no more
+    // than what the reference brings in, or the document ends there.
+    const bool is_name = name.find('>') == std::string_view::npos;
+    if (!is_name || (!closings_indexed && searched <= kMostSearched * size)) {
         const std::string_view text(document_, static_cast<std::size_t>(size));
         const std::size_t at = text.find("</" + std::string(name) + ">", from);
         searched += static_cast<long long>(std::min(at, text.size()) - std::min(from, text.size()));

@@ -86,9 +86,11 @@ private:
     std::map<std::string, Element> elements;                ///< by id in lower case
     long long searched = 0;                                 ///< bytes looked through for end tags
     std::map<std::string_view, std::vector<int>> closings;  ///< end tags by name, once that was much
-    std::vector<Frame> frames;                              ///< what is to be read, the next one last
-    CRefString last_owner;                                  ///< keeps the text that is being read
-    std::vector<std::pair<std::string_view, int>> ahead;    ///< ids in the text with their places, sorted
+    std::size_t not_empty_from = 0;                         ///< no `/>` from here on before the next markup
+    std::size_t not_empty_until = 0;
+    std::vector<Frame> frames;                            ///< what is to be read, the next one last
+    CRefString last_owner;                                ///< keeps the text that is being read
+    std::vector<std::pair<std::string_view, int>> ahead;  ///< ids in the text with their places, sorted
     bool indexed = false;
     bool closings_indexed = false;
 };

@@ -81,6 +81,18 @@ TEST_P(MultiReferencesIn, AreReadInPlaceHoweverTheBytesArrive) {
 INSTANTIATE_TEST_SUITE_P(Documents, MultiReferencesIn, testing::ValuesIn(kDocuments),
                          [](const auto& row) { return std::string(row.param.name); });
 
+// What is found does not depend on how much was looked through before.
+TEST(MultiReferences, EndTagsAreTheSameWhenTheyWereNoted) {
+    const std::string ahead = "<x href='#1'/><a>foo id=\"1\">t</a></a>foo></r>";
+    std::string before = "<r>";
+    for (int i = 0; i < 200; ++i)
+        before += "<q" + std::to_string(i) + " id='z'></q" + std::to_string(i) + " >";
+    for (const std::string& text : {"<r>" + ahead, before + ahead}) {
+        const std::string events = trace(text);
+        EXPECT_NE(events.find("<x>"), std::string::npos) << events.substr(events.find('!'));
+    }
+}
+
 // Each of these goes round without end if nobody counts.
 TEST(MultiReferences, RingsEndInAnError) {
     const std::string_view rings[] = {

@@ -75,6 +75,8 @@ const Large kLarge[] = {
          return all;
      },
      0},
+    {"ManyIdsInOneTagWithoutAnEndToBeFound",
+     [] { return "<r><a" + repeated(6 * kMany, " id='x'") + "></a ></r>"; }, -131},
     {"DeclarationsFromDeepToShallow",
      [] { return repeated(kMany, "<a>") + repeated(kMany, "</a><b xmlns='u'/>"); }, 0},
     {"NestedIds", [] { return numbered(20000, "<b id='", "'>"); }, -139},
