@@ -112,7 +112,7 @@ class MisbehavingServers(unittest.TestCase):
         self.assertIn('refused', result.err)
 
     def test_a_server_that_never_answers_meets_the_time_limit(self):
-        server = bank.ScriptedServer(lambda connection: connection.recv(1 << 20) and connection.recv(1))
+        server = bank.ScriptedServer(lambda connection: bank.read_request(connection) and connection.recv(1))
         result = bank.client('-Dcall_timeout=0.5', server.url, 'exists', 'alice')
         self.assertEqual((result.code, result.out), (2, ''), result)
         self.assertIn('0.5', result.err)
