@@ -189,6 +189,8 @@ void add_anys(CaseList& cases) {
         {"array_of_string", SOAPInterop::ArrayOfstring{"a", "", "<c>"}},
         {"array_of_struct", SOAPInterop::ArrayOfSOAPStruct{{"a", 1, 0.5F}, {"b", 2, 0.25F}}},
         {"array_of_double", Doubles{0.1, 1e300}},
+        {"even_rows", Rows{{1, 2}, {3, 4}}},
+        {"uneven_rows", Rows{{1}, {2, 3}}},
     };
     add_echo(cases, kTarget, "echoAny", &Shapes::echoAny, samples);
 }

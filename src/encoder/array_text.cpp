@@ -104,16 +104,16 @@ bool is_rectangular(const View& view, const View* first) {
 }  // namespace
 
 template <class View>
-Layout layout_of(const _SOAP_OutStream& out, const View& view, bool typed) {
+Layout layout_of(const View& view, bool typed) {
     // The shape of a fixed array is known to its reader; that of sequences must be told or seen.
     if (std::is_same_v<View, _Caldane_AddressableArray> || !is_nested(view)) return Layout::flat;
     if (!typed) return Layout::nested;
-    return out.rpc_encoding() && !is_rectangular(view, &view) ? Layout::nested : Layout::flat;
+    return is_rectangular(view, &view) ? Layout::flat : Layout::typed_rows;
 }
 
 template <class View>
 void put_type(_SOAP_OutStream& out, const View& view, Layout layout) {
-    if (layout == Layout::nested) {
+    if (layout == Layout::typed_rows) {
         put_attribute_start(out);
         out.put_text("SOAP-ENC:Array");
     } else {
@@ -140,6 +140,12 @@ void put_items(_SOAP_OutStream& out, const View& view, _Caldane_AnyConstRef valu
     const auto length = view.length();
     for (_Caldane_ULong i = 0; i < length; ++i) {
         const _Caldane_AnyConstRef element = view.element(i);
+        if (layout == Layout::typed_rows) {
+            _SOAP_NamedValue row("item", element);
+            row.typed = true;
+            row.write(out);
+            continue;
+        }
         const View* below = View::_down_cast_const(element);
         if (below == nullptr) return;
         if (below->element_type().kind() == _Caldane_TypeRef::tk_octet) {
@@ -152,8 +158,8 @@ void put_items(_SOAP_OutStream& out, const View& view, _Caldane_AnyConstRef valu
     }
 }
 
-template Layout layout_of(const _SOAP_OutStream&, const _Caldane_AddressableArray&, bool);
-template Layout layout_of(const _SOAP_OutStream&, const _Caldane_AddressableSequence&, bool);
+template Layout layout_of(const _Caldane_AddressableArray&, bool);
+template Layout layout_of(const _Caldane_AddressableSequence&, bool);
 template void put_type(_SOAP_OutStream&, const _Caldane_AddressableArray&, Layout);
 template void put_type(_SOAP_OutStream&, const _Caldane_AddressableSequence&, Layout);
 template void put_items(_SOAP_OutStream&, const _Caldane_AddressableArray&, _Caldane_AnyConstRef, Layout);

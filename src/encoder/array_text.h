@@ -11,12 +11,13 @@ namespace array_text {
 
 /// How elements that are arrays or sequences themselves are written.
 enum class Layout {
-    flat,    ///< all innermost items side by side in row order; the dimensions tell the shape
-    nested,  ///< each in an item of its own: where no dimensions are written, or rows differ in length
+    flat,        ///< all innermost items side by side in row order; the dimensions tell the shape
+    nested,      ///< each in an item of its own, where no dimensions are written
+    typed_rows,  ///< each in an item of its own that tells its type, where rows differ in length
 };
 
 template <class View>
-Layout layout_of(const _SOAP_OutStream& out, const View& view, bool typed);
+Layout layout_of(const View& view, bool typed);
 
 /// The attribute with element type and dimensions: `SOAP-ENC:arrayType` in encoded mode, else `type`.
 template <class View>

@@ -73,7 +73,7 @@ bool put_array(_SOAP_OutStream& out, _Caldane_AnyConstRef value, bool typed) {
         value._marshal(out);
         return true;
     }
-    const array_text::Layout layout = array_text::layout_of(out, view, typed);
+    const array_text::Layout layout = array_text::layout_of(view, typed);
     if (typed) {
         out.write_type_attribute(value);
         array_text::put_type(out, view, layout);

@@ -14,6 +14,9 @@ using marshal_names::typed_base64;
 
 namespace {
 
+/// What a row that the message does not bring counts as, in elements: about as much memory as it takes.
+constexpr int kMissingRow = 16;
+
 /// The first number in brackets among the attributes of the current tag, the last attribute's counting; -1 if
 /// there is none.
 std::int64_t declared_length(CXmlPullParser& parser) {
@@ -64,6 +67,7 @@ bool _SOAP_InStream::read_rows(_Caldane_AddressableArray& view) {
     const auto length = view.length();
     const bool innermost = view.element_type().kind() != _Caldane_TypeRef::tk_array;
     for (_Caldane_ULong i = 0; i < length; ++i) {
+        if (!innermost && parser->peekEvent() != START_TAG && !may_make(kMissingRow)) return false;
         const _Caldane_AnyRef element = view.element(i).cast_away_constness();
         if (innermost) {
             if (element._demarshal(*this) == _Caldane_FALSE) return false;

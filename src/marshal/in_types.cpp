@@ -60,6 +60,17 @@ Kind kind_in(std::string_view text, std::string_view ending, CXmlPullParser& par
     return _Caldane_TypeRef::tk_null;
 }
 
+/// Where the number of a dimension, counted from 1, stands between the brackets of a type; null where there
+/// is none.
+const char* number_of(std::string_view type, int dimension) {
+    const std::size_t bracket = type.find('[');
+    if (bracket == std::string_view::npos || type.find(']') == std::string_view::npos) return nullptr;
+    const std::string_view numbers = type.substr(0, type.find(']', bracket));
+    std::size_t at = bracket;
+    while (--dimension > 0 && at != std::string_view::npos) at = numbers.find(',', at + 1);
+    return at == std::string_view::npos ? nullptr : type.data() + at + 1;
+}
+
 /// The type that a text tells by its name behind `prefix:`; of kind null when there is none.
 _Caldane_TypeRef type_named(std::string_view text, CXmlPullParser& parser) {
     const std::size_t colon = text.find(':');
@@ -71,6 +82,7 @@ _Caldane_TypeRef type_named(std::string_view text, CXmlPullParser& parser) {
     // What octets are written as has no type of its own in IDL.
     if (name == "base64" && same(uri, NS_SOAP_ENC))
         return _Caldane_Sequence<unsigned char>::_static_typeref();
+    if (name == "anyType" && same(uri, NS_XSD)) return _Caldane_Any::_static_typeref();
     return _Caldane_TypeRef(_Caldane_IDL_BaseType::search(name, _Caldane_String(uri.c_str())));
 }
 
@@ -121,10 +133,10 @@ _Caldane_Boolean _SOAP_TypeInStream::demarshal(_Caldane_ULong& out) {
     const int count = outer_parser->getAttributeCount();
     for (int i = 0; i < count; ++i) {
         const CRefString value = outer_parser->getAttributeValue(i);
-        const char* bracket = std::strchr(value.c_str(), '[');
-        if (bracket == nullptr || std::strchr(value.c_str(), ']') == nullptr) continue;
+        const char* number = number_of(value.view(), nesting);
+        if (number == nullptr) continue;
         if (marked_nil(*outer_parser)) break;
-        const std::int64_t declared = integer_in(bracket + 1);
+        const std::int64_t declared = integer_in(number);
         const std::int64_t most = std::numeric_limits<std::int32_t>::max();
         // Costs nothing yet: an array of such a type makes its elements as they come.
         if (declared < 0 || declared > most) return _Caldane_FALSE;
@@ -139,7 +151,6 @@ _Caldane_Boolean _SOAP_TypeInStream::demarshal(_Caldane_TxType& value) {
     if (value._get_typeref().kind() != _Caldane_TypeRef::tk_TypeCode) return _Caldane_TRUE;
     _Caldane_TypeRef* type = _Caldane_TypeRef::_down_cast(_Caldane_AnyRef(value));
     assert(type != nullptr && "tc");
-    // An array whose elements are said to be arrays says so again of those, without an end.
     if (nesting > kMaxDepth) return kFailed;
     const int count = outer_parser->getAttributeCount();
     for (int i = 0; i < count; ++i) {
@@ -149,8 +160,15 @@ _Caldane_Boolean _SOAP_TypeInStream::demarshal(_Caldane_TxType& value) {
         const std::string_view text = attribute.view();
         const std::size_t bracket = text.find('[');
         if (bracket == std::string_view::npos) continue;
-        const Kind kind = kind_in(text, "[", *outer_parser);
         const std::string_view type_name = text.substr(0, bracket);
+        Kind kind = kind_in(text, "[", *outer_parser);
+        if (number_of(text, nesting + 1) != nullptr) {
+            kind = _Caldane_TypeRef::tk_array;  // of the dimensions that are left
+        } else if (kind == _Caldane_TypeRef::tk_array) {
+            // Arrays in an array: each has a type of its own, told by its element.
+            *type = _Caldane_Any::_static_typeref();
+            return _Caldane_TRUE;
+        }
         return _Caldane_Boolean(outer.store_type(*type, kind, type_name, *outer_parser, nesting + 1) ? 1 : 0);
     }
     return kFailed;

@@ -51,6 +51,37 @@ TEST(Any, CanBeGivenWhatItHolds) {
     EXPECT_EQ(*any.get<std::int32_t>(), 100);
 }
 
+TEST(Any, GivesItsContentToValuesOfOtherClasses) {
+    using Longs = _Caldane_Sequence<std::int32_t>;
+    using Pair = _Caldane_Array<std::int32_t, 2>;
+    const _Caldane_Any rows(_Caldane_Array<Pair, 2>(Pair(1, 2), Pair(3, 4)));
+    _Caldane_Sequence<Longs> copied;
+    ASSERT_TRUE(rows.to(copied));
+    EXPECT_EQ(copied, (_Caldane_Sequence<Longs>{{1, 2}, {3, 4}}));
+    _Caldane_Sequence<_Caldane_Any> anys;
+    ASSERT_TRUE(rows.to(anys));
+    EXPECT_TRUE(anys[1].to(copied[0]));
+    EXPECT_EQ(copied[0], (Longs{3, 4}));
+    EXPECT_TRUE(_Caldane_Any(anys).to(copied));
+    std::int32_t number = 0;
+    EXPECT_TRUE(_Caldane_Any(std::int32_t{-7}).to(number));
+    EXPECT_EQ(number, -7);
+    Receipt receipt;
+    EXPECT_TRUE(_Caldane_Any(Sample::receipt()).to(receipt));
+    EXPECT_EQ(receipt, Sample::receipt());
+
+    _Caldane_Array<Pair, 3> longer;
+    _Caldane_Sequence<Longs, 1> bounded;
+    _Caldane_Sequence<_Caldane_String> texts;
+    EXPECT_FALSE(rows.to(longer));
+    EXPECT_FALSE(rows.to(bounded));
+    EXPECT_FALSE(rows.to(texts));
+    EXPECT_FALSE(rows.to(number));
+    EXPECT_FALSE(rows.to(receipt));
+    EXPECT_FALSE(_Caldane_Any(std::uint32_t{7}).to(number));
+    EXPECT_FALSE(_Caldane_Any().to(texts));
+}
+
 TEST(Any, LearnsItsTypeAndReadsTheValue) {
     _Caldane_Any any;
     EXPECT_TRUE(read(any, {"type 3", "long 7"}));

@@ -46,6 +46,14 @@ public:
         }
     }
 
+    /// Gives `target` the content, also of a sequence that came in a message: there it is an array, of the
+    /// length and element type that the message told. False, with `target` changed in part, if it does not
+    /// fit.
+    template <class T>
+    bool to(T& target) const {
+        return _Caldane_copy(value(), _Caldane_AnyRef(target));
+    }
+
     _Caldane_Boolean _marshal(_Caldane_Transport_OutStream& out) const override;
     _Caldane_Boolean _demarshal(_Caldane_Transport_InStream& in) override;
     const _Caldane_TypeRef& _get_typeref() const override { return _static_typeref(); }

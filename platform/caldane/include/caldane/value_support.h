@@ -22,6 +22,11 @@ void _Caldane_print(std::ostream& out, _Caldane_AnyConstRef value);
 /// Same type, same content, same nil marks.
 bool _Caldane_equal(_Caldane_AnyConstRef a, _Caldane_AnyConstRef b);
 
+/// Gives `to` the content of `from`, which may be of another class: sequences and arrays take each other's
+/// elements, an any takes any value and gives what is inside. False, with `to` changed in part, where types
+/// or lengths do not fit, and when memory ends.
+bool _Caldane_copy(_Caldane_AnyConstRef from, _Caldane_AnyRef to);
+
 std::ostream& operator<<(std::ostream& out, const _Caldane_TxType& value);
 
 /// An object that is never destroyed, so that code of other static objects can use it until the very end.
