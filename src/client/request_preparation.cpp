@@ -71,14 +71,17 @@ int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _
 }
 
 int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address, bool secure) {
+    std::string reason;
     for (int attempt = 1;; ++attempt) {
         if (connect(address, secure)) return 1;
         if (connection.time_is_up()) {
             describe_time();
             diagnosis += " without a connection to ";
             diagnosis += address.view();
+            if (!reason.empty()) diagnosis += ": " + reason;
             return 0;
         }
+        reason = connection.error();
         if (attempt == kConnectAttempts) break;
         double pause = kBetweenAttempts;
         if (time_limit > 0) {
@@ -87,7 +90,6 @@ int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address, b
         }
         PEL_Thread::delay(pause);
     }
-    const std::string& reason = connection.error();
     diagnosis = "could not connect to ";
     diagnosis += address.view();
     diagnosis += " after " + std::to_string(kConnectAttempts) + " attempts: ";

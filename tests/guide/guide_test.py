@@ -72,8 +72,9 @@ class OtherLanguages(unittest.TestCase):
         for program, (interpreter, where) in programs.items():
             path = os.path.join(HELLO, 'other_languages', program)
             with self.subTest(program):
-                said = run(interpreter, path, where, 'world')
-                self.assertEqual(said.stdout.rstrip(), 'Hello, world!', said.stderr)
+                for name in ('world', 'you & <"me">'):
+                    said = run(interpreter, path, where, name)
+                    self.assertEqual(said.stdout.rstrip(), f'Hello, {name}!', said.stderr)
                 self.assertNotEqual(run(interpreter, path, where, '').returncode, 0)
 
 
