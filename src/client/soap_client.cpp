@@ -40,12 +40,21 @@ public:
 private:
     void end_by_exception() {
         try {
-            if (client.awaits_response) client.describe_response("the response is not well-formed XML");
+            if (client.awaits_response) client.describe_response(what_is_malformed().c_str());
             _Caldane_CallDiagnostics::describe(client.call_info, client.diagnosis);
         } catch (const std::bad_alloc&) {
             client.invalidate();
         }
         end();
+    }
+
+    std::string what_is_malformed() const {
+        std::string words = "the response is not well-formed XML";
+        if (const CXmlPullParserException* const failure = client.in_stream.failure()) {
+            words += ": line " + std::to_string(failure->line()) + ", column " +
+                     std::to_string(failure->column()) + ": " + failure->message();
+        }
+        return words;
     }
 
     _SOAP_Transport_Client& client;

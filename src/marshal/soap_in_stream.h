@@ -68,6 +68,9 @@ public:
     /// its end, so that the connection stands at the start of the next message. Call it before `release`.
     bool drained(long limit);
 
+    /// What made the message unreadable, with its place; null if nothing did. Stays until `release`.
+    const CXmlPullParserException* failure() const { return parser ? parser->failure() : nullptr; }
+
     /// Deletes what belongs to the message. May be called at any time and again.
     void release();
 

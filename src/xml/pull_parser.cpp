@@ -76,7 +76,8 @@ CRefString CXmlPullParser::take_text() {
 void CXmlPullParser::raise(int code, const char* message) {
     errorCode = code;
     close();
-    throw CXmlPullParserException(message, getLineNumber(), getColumnNumber());
+    failure_.emplace(message, getLineNumber(), getColumnNumber());
+    throw CXmlPullParserException(*failure_);
 }
 
 void CXmlPullParser::close() noexcept {

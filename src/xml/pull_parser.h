@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "streams/ref_string.h"
@@ -115,6 +116,8 @@ public:
     CRefString getInputEncoding() override { return encoding; }
     void setProcessNamespaces() override { processNamespaces = true; }
     int getErrorCode() override { return errorCode; }
+    /// What was thrown when reading failed; null before.
+    const CXmlPullParserException* failure() const { return failure_ ? &*failure_ : nullptr; }
     int getAttributeCount() override { return attributeCount; }
     CRefString getAttributeName(int index) override;
     CRefString getAttributeNamespace(int index) override;
@@ -264,6 +267,7 @@ private:
     int line = 1;
     int column = 0;
     int errorCode = 0;
+    std::optional<CXmlPullParserException> failure_;
     int depth = 0;
     int peekChars[2] = {};
     int peekCount = 0;

@@ -146,7 +146,7 @@ const ResponseCase kResponses[] = {
      Kind::BAD_RESPONSE, "", 2},
     {"NoXml", http_answer("hello"), Then::keep, Kind::BAD_RESPONSE, "", 1},
     {"MalformedXml", http_answer(soap_body("<r><return>1</r>")), Then::keep, Kind::BAD_RESPONSE,
-     "not well-formed XML", 1},
+     "not well-formed XML: line ", 1},
     {"CutOffXml", http_answer(kGoodBody.substr(0, 100)), Then::keep, Kind::BAD_RESPONSE,
      "not well-formed XML", 1},
     {"MalformedXmlAndMuchMore", http_answer("<a></b>" + std::string(500'000, ' ')), Then::keep,
