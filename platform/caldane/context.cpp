@@ -6,6 +6,7 @@
 #include <caldane/primitive.h>
 #include <caldane/tx_type.h>
 #include <caldane/type_ref.h>
+#include <caldane/value_support.h>
 
 namespace {
 
@@ -78,6 +79,12 @@ void _Caldane_Context::delete_values(std::string_view pattern) {
 bool _Caldane_Context::has(std::string_view name) const {
     return std::any_of(values.begin(), values.end(),
                        [name](const auto& value) { return value->name() == name; });
+}
+
+bool _Caldane_Context::get_one_value(std::string_view name, _Caldane_AnyRef target) const {
+    const auto found =
+        std::find_if(values.begin(), values.end(), [name](const auto& value) { return value->name() == name; });
+    return found != values.end() && _Caldane_copy((*found)->value(), target);
 }
 
 _Caldane_NVList* _Caldane_Context::get_values(std::string_view pattern) const {

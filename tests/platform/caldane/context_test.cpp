@@ -86,6 +86,11 @@ TEST(Context, EachPrimitiveKeepsItsKind) {
         EXPECT_EQ(value->value()._get_typeref().kind(), original._get_typeref().kind());
         EXPECT_NE(value->value()._address(), original._address());
     }
+    _Caldane_Boolean last = _Caldane_FALSE;
+    EXPECT_TRUE(context.get_one_value("value", last));
+    EXPECT_EQ(last, _Caldane_TRUE);
+    EXPECT_FALSE(context.get_one_value("value", a));
+    EXPECT_FALSE(context.get_one_value("valu", last));
 }
 
 TEST(Context, EachThreadHasItsOwn) {
