@@ -82,8 +82,8 @@ bool _Caldane_Context::has(std::string_view name) const {
 }
 
 bool _Caldane_Context::get_one_value(std::string_view name, _Caldane_AnyRef target) const {
-    const auto found =
-        std::find_if(values.begin(), values.end(), [name](const auto& value) { return value->name() == name; });
+    const auto found = std::find_if(values.begin(), values.end(),
+                                    [name](const auto& value) { return value->name() == name; });
     return found != values.end() && _Caldane_copy((*found)->value(), target);
 }
 

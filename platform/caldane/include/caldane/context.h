@@ -78,7 +78,8 @@ public:
     std::size_t size() const { return values.size(); }
     bool has(std::string_view name) const;
 
-    /// Gives `target` the content of the value, as `_Caldane_copy` does; false, also where there is no such name.
+    /// Gives `target` the content of the value, as `_Caldane_copy` does; false, also where there is no such
+    /// name.
     bool get_one_value(std::string_view name, _Caldane_AnyRef target) const;
 
     /// A new list, which the caller deletes; null when memory ends.
