@@ -62,12 +62,14 @@ bool CXmlPullParser::more_at_hand() {
 /// content. Taken if two bytes at least are at hand behind what was stepped over.
 CXmlPullParser::Hand CXmlPullParser::skip_blanks_at_hand() {
     if (srcPos + 1 < srcCount && !is_white(src[srcPos])) return Hand::taken;
-    if (srcPos + 2 < srcCount && src[srcPos] == '\n' && !wasCR && src[srcPos + 1] == '<' &&
-        is_name_start(src[srcPos + 2])) {
-        // A line for each tag is how most documents are written.
+    // A line for each tag is how most documents are written.
+    const int line_end = srcPos + (srcPos < srcCount && src[srcPos] == '\r' ? 1 : 0);
+    if (line_end + 2 < srcCount && src[line_end] == '\n' && (line_end != srcPos || !wasCR) &&
+        src[line_end + 1] == '<' && is_name_start(src[line_end + 2])) {
         ++line;
         column = 1;
-        ++srcPos;
+        wasCR = false;
+        srcPos = line_end + 1;
         return Hand::taken;
     }
     int at = srcPos;
