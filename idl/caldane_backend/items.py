@@ -217,9 +217,10 @@ class Struct(Item):
         else:
             self.special_members(out)
         explicit = 'explicit ' if len(self.members) == 1 else ''
-        given = [f'{self.member_type(member)} {member.name}_' for member in self.members]
-        taken = [f'{member.name}({member.name}_)' if self.is_plain(member) else
-                 f'{member.name}(std::move({member.name}_))' for member in self.members]
+        named = list(zip(self.members, names.parameters([member.name for member in self.members])))
+        given = [f'{self.member_type(member)} {parameter}' for member, parameter in named]
+        taken = [f'{member.name}({parameter})' if self.is_plain(member) else
+                 f'{member.name}(std::move({parameter}))' for member, parameter in named]
         head = f'{explicit}{self.name}('
         line = f'{head}{", ".join(given)}) : {", ".join(taken)} {{}}'
         if 4 * out.depth + len(line) <= WIDTH:

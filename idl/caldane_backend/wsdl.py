@@ -8,6 +8,7 @@ member. A reference to an object has no element of its own, so its place is told
 What XML Schema cannot say stands in attributes of a namespace of our own, which other readers pass over:
 repository ids, the labels of a union's members, and the IDL type where its XML form stands for others too.
 """
+from collections import Counter
 from xml.sax.saxutils import escape, quoteattr
 
 ENCODED, LITERAL = 'encoded', 'literal'
@@ -72,6 +73,8 @@ class Schema:
         self.begun: set[str] = set()
         # Types without a name are defined where they are used first, so that schemas need each other one way.
         self.home = target
+        self.inside: str | None = None  # the namespace whose type is being defined
+        self.needs: dict[str, dict[str, None]] = {}
 
     def prefix(self, namespace: str) -> str:
         return self.prefixes.setdefault(namespace, f'ns{len(self.prefixes)}')
@@ -114,28 +117,47 @@ class Schema:
 
     def define(self, namespace: str, name: str, entry: dict) -> str:
         qualified = f'{self.prefix(namespace)}:{name}'
+        if self.inside not in (None, namespace):
+            self.needs.setdefault(self.inside, {})[namespace] = None
         if qualified not in self.begun:
             self.begun.add(qualified)
             self.wanted.setdefault(namespace, {})[name] = entry
-            outer, self.home = self.home, namespace
+            outer = self.home, self.inside
+            self.home = self.inside = namespace
             for part in parts_of(entry):
                 self.use(part)
-            self.home = outer
+            self.home, self.inside = outer
         return qualified
+
+    def in_order(self) -> list[str]:
+        """The namespaces, each behind those that it needs: some readers take schemas as they come."""
+        found: list[str] = []
+        seen: set[str] = set()
+
+        def visit(namespace: str) -> None:
+            if namespace in seen:
+                return
+            seen.add(namespace)
+            for other in self.needs.get(namespace, ()):
+                visit(other)
+            found.append(namespace)
+
+        for namespace in self.wanted:
+            visit(namespace)
+        return found
 
     def write(self, out: Document) -> None:
         if not self.wanted:
             return
         out.open('types')
-        for namespace, entries in self.wanted.items():
+        for namespace in self.in_order():
             self.home = namespace
             out.open('xsd:schema', targetNamespace=namespace)
-            for other in self.wanted:
-                if other != namespace:
-                    out.empty('xsd:import', namespace=other)
+            for other in self.needs.get(namespace, ()):
+                out.empty('xsd:import', namespace=other)
             if self.style == ENCODED:
                 out.empty('xsd:import', namespace=SOAP_ENC)
-            for name, entry in entries.items():
+            for name, entry in self.wanted[namespace].items():
                 getattr(self, 'write_' + entry['kind'])(out, name, entry)
             out.close()
         out.close()
@@ -218,6 +240,10 @@ def parts_of(entry: dict) -> list:
     return [] if entry['kind'] in ('enum', 'char') else [member['type'] for member in entry['members']]
 
 
+def dotted(scoped: str) -> str:
+    return scoped.replace('::', '.')
+
+
 class Wsdl:
     """One document: the interfaces of the IDL file itself, in one of the two styles."""
 
@@ -228,6 +254,24 @@ class Wsdl:
         self.interfaces = [interface for interface in description['interfaces'] if interface['main']]
         self.target = self.interfaces[0]['namespace'] if self.interfaces else 'urn:' + name
         self.schema = Schema(description['types'], style, self.target)
+        simple = Counter(interface['name'] for interface in self.interfaces)
+        self.labels = {interface['scoped']: interface['name'] if simple[interface['name']] == 1 else
+                       dotted(interface['scoped']) for interface in self.interfaces}
+        self.message_names: dict[tuple[str, str, str], str] = {}
+
+    def label(self, interface: dict) -> str:
+        """The interface's name, with its modules before it where another one has the same."""
+        return self.labels[interface['scoped']]
+
+    def message_name(self, interface: dict, operation: dict, suffix: str = '') -> str:
+        """One that no other message has: f may have a response, and fResponse be an operation too."""
+        key = (interface['scoped'], operation['name'], suffix)
+        if key not in self.message_names:
+            name = f'{self.label(interface)}_{operation["name"]}{suffix}'
+            while name in self.message_names.values():
+                name += '_'
+            self.message_names[key] = name
+        return self.message_names[key]
 
     def text(self) -> str:
         messages = [message for interface in self.interfaces for message in self.messages(interface)]
@@ -251,43 +295,37 @@ class Wsdl:
     def messages(self, interface: dict) -> list[tuple[str, list[dict]]]:
         found = []
         for operation in interface['operations']:
-            stem = f'{interface["name"]}_{operation["name"]}'
             parameters = operation['parameters']
-            found.append((stem, [self.part(p) for p in parameters if p['direction'] != 'out']))
+            found.append((self.message_name(interface, operation), [self.part(p) for p in parameters if p['direction'] != 'out']))
             if not operation['oneway']:
                 result = [] if operation['result'] is None else [{'name': 'return', 'type': operation['result']}]
-                found.append((stem + 'Response',
+                found.append((self.message_name(interface, operation, 'Response'),
                               [self.part(p) for p in result + [p for p in parameters if p['direction'] != 'in']]))
             for raised in operation['raises']:
                 entry = self.schema.types[raised]
-                found.append((self.fault_message(raised),
+                found.append((dotted(raised),
                               [{'name': entry['name'], 'element': self.schema.use({'named': raised})}]))
         return found
 
     def part(self, parameter: dict) -> dict[str, str]:
         return self.schema.described(parameter)
 
-    @staticmethod
-    def fault_message(scoped: str) -> str:
-        return scoped.replace('::', '.')
-
     def port_type(self, out: Document, interface: dict) -> None:
-        out.open('portType', name=interface['name'], caldane__id=interface['id'])
+        out.open('portType', name=self.label(interface), caldane__id=interface['id'])
         for operation in interface['operations']:
-            stem = f'tns:{interface["name"]}_{operation["name"]}'
             order = ' '.join(parameter['name'] for parameter in operation['parameters'])
             out.open('operation', name=operation['name'], **({'parameterOrder': order} if order else {}))
-            out.empty('input', message=stem)
+            out.empty('input', message='tns:' + self.message_name(interface, operation))
             if not operation['oneway']:
-                out.empty('output', message=stem + 'Response')
+                out.empty('output', message='tns:' + self.message_name(interface, operation, 'Response'))
             for raised in operation['raises']:
                 out.empty('fault', name=self.schema.types[raised]['name'],
-                          message='tns:' + self.fault_message(raised))
+                          message='tns:' + dotted(raised))
             out.close()
         out.close()
 
     def binding(self, out: Document, interface: dict) -> None:
-        out.open('binding', name=self.binding_name(interface), type_='tns:' + interface['name'])
+        out.open('binding', name=self.binding_name(interface), type_='tns:' + self.label(interface))
         out.empty('soap:binding', style='rpc', transport='http://schemas.xmlsoap.org/soap/http')
         encoding = {'encodingStyle': SOAP_ENC} if self.style == ENCODED else {}
         for operation in interface['operations']:
@@ -305,12 +343,12 @@ class Wsdl:
         out.close()
 
     def binding_name(self, interface: dict) -> str:
-        return interface['name'] + self.style.capitalize()
+        return self.label(interface) + self.style.capitalize()
 
     def services(self, out: Document) -> None:
         for interface in self.interfaces:
-            out.open('service', name=interface['name'] + 'Service')
-            out.open('port', name=interface['name'] + 'Port', binding='tns:' + self.binding_name(interface))
+            out.open('service', name=self.label(interface) + 'Service')
+            out.open('port', name=self.label(interface) + 'Port', binding='tns:' + self.binding_name(interface))
             out.empty('soap:address', location=self.address)
             out.close()
             out.close()

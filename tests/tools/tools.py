@@ -11,6 +11,7 @@ BIN = os.path.join(BUILD, 'bin')
 BANK_IDL = os.path.join(SOURCE, 'examples', 'bank', 'bank.idl')
 INTEROP_IDL = os.path.join(SOURCE, 'examples', 'interop', 'interop.idl')
 SHAPES_IDL = os.path.join(SOURCE, 'examples', 'interop', 'shapes.idl')
+EVERY_IDL = os.path.join(SOURCE, 'tests', 'idl', 'every_construct.idl')
 
 
 class Server:

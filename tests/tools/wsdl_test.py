@@ -34,7 +34,7 @@ class Wsdl(unittest.TestCase):
     def setUpClass(cls):
         cls.server = tools.Server('bank_server')
         cls.folder = tempfile.TemporaryDirectory()
-        for idl in (tools.BANK_IDL, tools.INTEROP_IDL, tools.SHAPES_IDL):
+        for idl in (tools.BANK_IDL, tools.INTEROP_IDL, tools.SHAPES_IDL, tools.EVERY_IDL):
             done = tools.program('caldane-idl', '--wsdl', '--address', cls.server.url, '-o', cls.folder.name, idl)
             assert done.returncode == 0, done.stderr
 
@@ -47,7 +47,7 @@ class Wsdl(unittest.TestCase):
         return os.path.join(self.folder.name, f'{name}.{style}.wsdl')
 
     def each(self):
-        for name in ('bank', 'interop', 'shapes'):
+        for name in ('bank', 'interop', 'shapes', 'every_construct'):
             for style in STYLES:
                 with self.subTest(name=name, style=style):
                     yield self.path(name, style)
