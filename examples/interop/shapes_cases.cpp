@@ -117,7 +117,7 @@ void add_arrays(CaseList& cases) {
 
 void add_sequences(CaseList& cases) {
     std::vector<Sample<Octets>> octets;
-    for (const std::size_t count : {0, 1, 2, 3, 4, 1000, 100'000, 1 << 20}) {
+    for (const std::size_t count : {0U, 1U, 2U, 3U, 4U, 1000U, 100'000U, 1U << 20}) {
         octets.push_back({std::to_string(count), bytes<Octets>(count)});
     }
     add_echo(cases, kTarget, "echoOctets", &Shapes::echoOctets, octets);

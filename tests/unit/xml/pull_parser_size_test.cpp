@@ -129,7 +129,7 @@ TEST(PullParserMemory, EndsInAnErrorWhereverItRunsOut) {
 
 TEST(LongText, StaysWholeInHandlesWhenMoreIsRead) {
     // Those of some length take the parser's memory along: around that length, with and without references.
-    for (const std::size_t length : {65534, 65535, 65536, 65537, 131072, 1000000}) {
+    for (const std::size_t length : {65534U, 65535U, 65536U, 65537U, 131072U, 1000000U}) {
         const std::string plain(length, 'p');
         const std::string mixed = std::string(length, 'm') + "&lt;" + std::string(7, 'n');
         const std::string document = "<r><a>" + mixed + "</a><a>" + plain + "</a><a>short</a></r>";

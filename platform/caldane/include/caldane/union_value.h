@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <new>
 #include <string_view>
@@ -73,6 +74,12 @@ public:
     void discriminator(_Caldane_Long value) override {
         discriminator_ = value;
         select(Self::_info().select(value));
+    }
+    /// The same for discriminators that are enumerations.
+    template <class Value, class Enum = Discriminator>
+    requires std::convertible_to<Value, typename Enum::_Value>
+    void discriminator(const Value& value) {
+        discriminator(static_cast<_Caldane_Long>(static_cast<typename Enum::_Value>(value)));
     }
     _Caldane_Long discriminator() const override { return discriminator_; }
     _Caldane_AnyConstRef active_member() const override { return active(); }
