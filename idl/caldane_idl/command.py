@@ -76,7 +76,7 @@ class Compiler:
         switches = [f'-I{folder}' for folder in self.options.include]
         switches += [f'-D{shlex.quote(name)}' for name in self.options.define]
         try:
-            return subprocess.run(['omniidl', '-K', '-nc', *switches, *further, path], capture_output=True, text=True,
+            return subprocess.run(['omniidl', '-nc', *switches, *further, path], capture_output=True, text=True,
                                   errors='replace', env={**os.environ, **(environment or {})})
         except FileNotFoundError:
             raise Failure('caldane-idl needs the program omniidl (Debian package omniidl)') from None
@@ -99,7 +99,12 @@ class Compiler:
                        read.pragmas, described)
         settings = os.path.join(self.work, 'options.json')
         made.save(settings)
-        run = self.omniidl(path, '-p', BACKENDS, '-b', 'caldane_backend', environment={VARIABLE: settings})
+        # omniidl can hand over comments of UTF-8 alone.
+        strange = next((place for file in read.files if (place := not_utf8(file))), None)
+        keep = [] if strange else ['-K']
+        if strange:
+            print(strange, file=sys.stderr)
+        run = self.omniidl(path, *keep, '-p', BACKENDS, '-b', 'caldane_backend', environment={VARIABLE: settings})
         told = messages.translate(run.stderr) if 'Traceback' not in run.stderr else [run.stderr]
         if run.returncode != 0:
             raise Failure('\n'.join(told))
@@ -108,6 +113,8 @@ class Compiler:
                 print(line, file=sys.stderr)
         results = self.describe(name, described) if described else [made.header_path, made.source_path]
         targets = [os.path.join(self.options.folder, os.path.basename(result)) for result in results]
+        if set(targets) & {target for _, target in self.results}:
+            raise Failure(f'{path}: another file of that name was given, and what comes of both would be {targets[0]}')
         self.results += list(zip(results, targets))
         self.rules.append(rule(targets, read.files))
 
@@ -129,8 +136,10 @@ class Compiler:
     def readable(path: str) -> None:
         if any(char in path for char in FORBIDDEN):
             raise Failure(f'{path}: a file name cannot have any of {" ".join(FORBIDDEN)} in it')
-        if not os.path.isfile(path):
+        if not os.path.exists(path):
             raise Failure(f'{path}: there is no such file')
+        if os.path.isdir(path):
+            raise Failure(f'{path}: is a folder, and not a file')
         if not os.access(path, os.R_OK):
             raise Failure(f'{path}: cannot be read')
 
@@ -144,11 +153,26 @@ class Compiler:
             replace(self.options.depend, ''.join(self.rules))
 
 
+def not_utf8(path: str) -> str:
+    """A warning with the first place where a file is not UTF-8; empty for one that is."""
+    try:
+        with open(path, 'rb') as file:
+            text = file.read()
+        text.decode('utf-8')
+    except UnicodeDecodeError as error:
+        line_begin = text.rfind(b'\n', 0, error.start) + 1
+        line, column = text.count(b'\n', 0, error.start) + 1, error.start - line_begin + 1
+        return f'{path}:{line}:{column}: warning: this is not UTF-8, so comments are left out of what is generated'
+    except OSError:
+        pass  # what cannot be read was told by then
+    return ''
+
+
 def contents(path: str) -> str | None:
     try:
         with open(path, encoding='utf-8') as file:
             return file.read()
-    except OSError:
+    except (OSError, UnicodeDecodeError):
         return None
 
 
@@ -163,7 +187,10 @@ def replace(target: str, text: str) -> None:
         os.umask(mask)
         os.chmod(temporary, 0o666 & ~mask)
         os.replace(temporary, target)
-    except OSError:
+    except OSError as error:
+        os.unlink(temporary)
+        raise Failure(f'caldane-idl: {target} cannot be written: {error.strerror}') from None
+    except KeyboardInterrupt:
         os.unlink(temporary)
         raise
 
@@ -181,12 +208,14 @@ def main(arguments: list[str]) -> int:
         with tempfile.TemporaryDirectory() as work:
             compiler = Compiler(options, work)
             for path in options.files:
-                compiler.compile(path)
+                compiler.compile(path if not path.startswith('-') else os.path.join('.', path))
             compiler.place()
     except (Failure, IdlError, WsdlError) as failure:
         print(failure, file=sys.stderr)
         return 1
     except OSError as error:
-        print(f'caldane-idl: {error.filename}: {error.strerror}', file=sys.stderr)
+        print(f'caldane-idl: {error.filename or "standard output"}: {error.strerror}', file=sys.stderr)
         return 1
+    except KeyboardInterrupt:
+        return 130
     return 0

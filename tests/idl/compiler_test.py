@@ -77,12 +77,21 @@ class Faults(unittest.TestCase):
 
     def test_files_and_options_that_cannot_be_used(self):
         with tempfile.TemporaryDirectory() as folder:
+            os.mkdir(os.path.join(folder, 'sub'))
+            for name in ('good.idl', 'sub/good.idl'):
+                with open(os.path.join(folder, name), 'w', encoding='utf-8') as file:
+                    file.write('struct S { long x; };\n')
             for arguments, code, text in ((['none.idl'], 1, 'none.idl: there is no such file'), ([], 64, 'usage:'),
-                                          (['--nope', 'x.idl'], 64, 'usage:')):
+                                          (['--nope', 'x.idl'], 64, 'usage:'), (['sub'], 1, 'sub: is a folder'),
+                                          (['good.idl', 'sub/good.idl'], 1, 'sub/good.idl: another file of that name'),
+                                          (['-o', 'good.idl', 'good.idl'], 1, 'good.idl: File exists'),
+                                          (['-o', '/proc', 'good.idl'], 1, '/proc')):
                 with self.subTest(arguments):
                     done = compile_idl(*arguments, folder=folder)
                     self.assertEqual(done.returncode, code)
                     self.assertIn(text, done.stderr)
+                    self.assertNotIn('Traceback', done.stderr)
+                    self.assertEqual(sorted(os.listdir(folder)), ['good.idl', 'sub'])
 
 
 class Output(unittest.TestCase):
@@ -112,6 +121,15 @@ class Output(unittest.TestCase):
             rule = contents(folder)['x.d'].replace('\\\n', ' ').split()
             self.assertEqual(rule, [f'{folder}/every_construct.h', f'{folder}/every_construct.cpp:',
                                     'every_construct.idl', 'common.idl'])
+
+    def test_text_in_another_encoding_costs_the_comments_only(self):
+        with tempfile.TemporaryDirectory() as folder:
+            with open(os.path.join(folder, '-x.idl'), 'wb') as file:
+                file.write(b'// all\nconst string NAME = "\xfc";  // gr\xfcn\n')
+            done = compile_idl('-o', 'out', '--', '-x.idl', folder=folder)
+            self.assertEqual(done.returncode, 0)
+            self.assertIn('-x.idl:2:22: warning: this is not UTF-8', done.stderr)
+            self.assertIn('NAME = "\\374";', contents(os.path.join(folder, 'out'))['-x.h'])
 
     def test_names_comments_and_definitions(self):
         with tempfile.TemporaryDirectory() as folder:
