@@ -83,7 +83,7 @@ class Compiler:
 
     def compile(self, path: str) -> None:
         self.readable(path)
-        if self.options.describe and path.endswith('.wsdl'):
+        if self.options.describe and (path.endswith('.wsdl') or begins_as_xml(path)):
             print(json.dumps(WsdlReader(path).description(), indent=1))
             return
         run = self.omniidl(path, '-E')
@@ -166,6 +166,11 @@ def not_utf8(path: str) -> str:
     except OSError:
         pass  # what cannot be read was told by then
     return ''
+
+
+def begins_as_xml(path: str) -> bool:
+    with open(path, 'rb') as file:
+        return file.read(64).removeprefix(b'\xef\xbb\xbf').lstrip().startswith(b'<')
 
 
 def contents(path: str) -> str | None:

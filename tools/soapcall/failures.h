@@ -5,9 +5,16 @@
 #include <string>
 
 /// The program's exit codes.
-enum ExitCode { kDone = 0, kDescriptionFailed = 1, kSystemException = 2, kUserException = 3, kUsage = 64 };
+enum ExitCode {
+    kDone = 0,
+    kUnusable = 1,
+    kSystemException = 2,
+    kUserException = 3,
+    kUsage = 64,
+    kInterrupted = 130
+};
 
-/// Ends the program with one line for the user.
+/// Ends the program with one line for the user; with none if the text is empty.
 class Failure : public std::runtime_error {
 public:
     Failure(ExitCode exit_code, const std::string& line) : std::runtime_error(line), code(exit_code) {}

@@ -52,7 +52,7 @@ void put_real(void* address, const Json& source, const std::string& where) {
     } else if (source == "-INF") {
         target = -std::numeric_limits<T>::infinity();
     } else {
-        unfit(where, "a number", source);
+        unfit(where, "a number, INF, -INF or NaN", source);
     }
 }
 
@@ -320,6 +320,38 @@ void from_json(_Caldane_AnyRef target, const Json& source, const std::string& wh
     }
 }
 
+namespace {
+
+/// What goes deeper is not read by anybody, and would need a deep stack here.
+constexpr int kMaxDepth = 500;
+
+/// The value of a word that is JSON, else the word itself: base64 and the names of special numbers need no
+/// quotes on the command line.
+Json parsed_or_text(const std::string& word, const std::string& where) {
+    const auto shallow = [&where](int depth, Json::parse_event_t, Json&) {
+        if (depth > kMaxDepth)
+            wrong_usage(where + ": lists and objects are more than " + std::to_string(kMaxDepth) + " deep");
+        return true;
+    };
+    try {
+        return Json::parse(word, shallow);
+    } catch (const Json::exception& error) {
+        const std::size_t first = word.find_first_not_of(" \t\n\r");
+        if (first == std::string::npos || (word[first] != '[' && word[first] != '{')) return word;
+        const auto* const place = dynamic_cast<const Json::parse_error*>(&error);
+        wrong_usage(where + ": the JSON cannot be read" +
+                    (place == nullptr ? "" : ", see its character " + std::to_string(place->byte)));
+    }
+}
+
+bool is_schema_type(_Caldane_AnyRef target) {
+    const auto* const view = _Caldane_AddressableStruct::_down_cast(target);
+    return view != nullptr && view->repository_id().view().starts_with("IDL:xsd/") &&
+           view->member_count() == 1;
+}
+
+}  // namespace
+
 void from_word(_Caldane_AnyRef target, const std::string& word, const std::string& where) {
     switch (target._get_typeref().kind()) {
         case Ref::tk_string:
@@ -330,10 +362,11 @@ void from_word(_Caldane_AnyRef target, const std::string& word, const std::strin
         default:
             break;
     }
-    Json parsed = Json::parse(word, nullptr, false);
-    // Base64 and the names of special numbers need no quotes here; anything else is told by its reader.
-    if (parsed.is_discarded()) parsed = word;
-    from_json(target, parsed, where);
+    // A simple type of XML Schema is told by its one value as well.
+    if (is_schema_type(target) && !word.starts_with('{'))
+        return from_word(_Caldane_AddressableStruct::_down_cast(target)->member(0).cast_away_constness(),
+                         word, where);
+    from_json(target, parsed_or_text(word, where), where);
 }
 
 Json to_json(_Caldane_AnyConstRef source) {

@@ -39,7 +39,9 @@ void Repetition::summarise(std::ostream& out) {
     const auto at = [this](std::size_t percent) { return times_[(times_.size() - 1) * percent / 100]; };
     char rate[32];
     std::snprintf(rate, sizeof rate, "%.0f", static_cast<double>(times_.size()) / seconds);
-    out << times_.size() << " calls, " << rate << " a second; least " << milliseconds(times_.front())
-        << ", middle " << milliseconds(at(50)) << ", 90 % within " << milliseconds(at(90)) << ", 99 % within "
-        << milliseconds(at(99)) << ", longest " << milliseconds(times_.back()) << '\n';
+    if (bar_ != nullptr && times_.size() < count_) *bar_ << '\n';
+    out << times_.size() << (times_.size() == 1 ? " call, " : " calls, ") << rate << " a second; least "
+        << milliseconds(times_.front()) << ", middle " << milliseconds(at(50)) << ", 90 % within "
+        << milliseconds(at(90)) << ", 99 % within " << milliseconds(at(99)) << ", longest "
+        << milliseconds(times_.back()) << '\n';
 }

@@ -193,10 +193,10 @@ Json describe(const std::string& program, const std::string& path,
     words.push_back(path);
     std::string text;
     const int code = run(words, text);
-    if (code == 127 || code < 0) throw Failure(kDescriptionFailed, "cannot run " + program);
+    if (code == 127 || code < 0) throw Failure(kUnusable, "cannot run " + program);
     // What is wrong with the file, the compiler has said.
-    if (code != 0) throw Failure(kDescriptionFailed, path + " cannot be used");
+    if (code != 0) throw Failure(kUnusable, "");
     const Json parsed = Json::parse(text, nullptr, false);
-    if (parsed.is_discarded()) throw Failure(kDescriptionFailed, program + " printed no description");
+    if (parsed.is_discarded()) throw Failure(kUnusable, program + " printed no description");
     return parsed;
 }

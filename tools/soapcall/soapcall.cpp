@@ -6,8 +6,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -50,7 +54,8 @@ types of arguments: short, long, ushort, ulong, float, double, boolean, char, oc
 with [] a list of them, such as long[]. Octets are a text in base64.
 Text is UTF-8 (the property SOAP_UTF8_TEXT is set); --latin1 leaves that off.
 -Dname=value sets a property of the transport, -help lists them.
-exit code: 0 done, 1 the IDL or WSDL file cannot be used, 2 system exception, 3 user exception, 64 wrong usage)";
+exit code: 0 done, 1 the IDL or WSDL file cannot be used, or the output not written, 2 system exception,
+3 user exception, 64 wrong usage, 130 interrupted)";
 
 struct Options {
     std::string url;
@@ -64,6 +69,7 @@ struct Options {
     bool literal = false;
     std::vector<std::string> headers;
     std::string action;
+    bool has_action = false;
     std::string name_space;
     std::string returns;
     double timeout = 0;
@@ -110,13 +116,30 @@ std::string find_compiler() {
     return std::filesystem::exists(beside, error) ? beside.string() : "caldane-idl";
 }
 
+/// Keeps what is no XML from the compiler, which would take it for IDL.
+const std::string& checked_wsdl(const std::string& path) {
+    std::ifstream file(path);
+    char first = '<';
+    if (file >> first && first != '<' && first != '\xEF')
+        throw Failure(kUnusable, path + ": this is no WSDL");
+    return path;
+}
+
 /// What the IDL or WSDL tells, learnt once.
 const Service& service_of(const Options& options) {
     // Types must outlive the values of the process.
     static const Service service(
-        describe(find_compiler(), options.idl.empty() ? options.wsdl : options.idl, options.include_folders),
+        describe(find_compiler(), options.idl.empty() ? checked_wsdl(options.wsdl) : options.idl,
+                 options.include_folders),
         options.interface_name);
     return service;
+}
+
+volatile std::sig_atomic_t interrupted = 0;
+
+void interrupt(int number) {
+    interrupted = 1;
+    std::signal(number, SIG_DFL);
 }
 
 /// One program run: what it calls, and how it tells the outcome.
@@ -142,12 +165,15 @@ public:
         Caldane::CallTimeout limit(options_.timeout);
         Repetition repetition(options_.repeat,
                               options_.repeat > 1 && ::isatty(STDERR_FILENO) ? &std::cerr : nullptr);
+        // The first SIGINT ends a row of calls behind the one that runs, the second at once.
+        if (options_.repeat > 1) std::signal(SIGINT, interrupt);
         int code = kDone;
         for (std::size_t i = 0; i < options_.repeat && code == kDone; ++i) {
             put_headers();
             const auto begun = Repetition::Clock::now();
             code = invoke(call, operation, target, i + 1 == options_.repeat);
             repetition.add(Repetition::Clock::now() - begun);
+            if (interrupted != 0 && i + 1 < options_.repeat && code == kDone) code = kInterrupted;
         }
         if (options_.time || options_.repeat > 1) repetition.summarise(std::cerr);
         return code;
@@ -158,7 +184,7 @@ private:
         _Caldane_Properties& properties = SOA::getProperties();
         if (options_.encoded) properties.set("SOAP_ENABLE_RPC_ENCODER", "");
         if (!options_.latin1) properties.set("SOAP_UTF8_TEXT", "");
-        if (!options_.action.empty()) properties.set(options_.operation + "_SOAPAction", options_.action);
+        if (options_.has_action) properties.set(options_.operation + "_SOAPAction", options_.action);
         if (trace_) properties.set("SOAP_TRACE", trace_->path());
     }
 
@@ -178,7 +204,7 @@ private:
             const std::string name = left.substr(0, left.find(':'));
             std::size_t index = 0;
             while (index < given.size() && operation.parameters()[index].name != name) ++index;
-            if (index == given.size()) wrong_usage("the operation has no parameter '" + name + "'");
+            if (index == given.size()) no_parameter(operation, name);
             if (given[index]) wrong_usage("the argument '" + name + "' is given twice");
             given[index] = true;
             from_word(call.argument(index), value, name);
@@ -187,6 +213,14 @@ private:
             if (!given[i] && operation.parameters()[i].direction != _Caldane_Parameter::OUT)
                 wrong_usage("the argument '" + operation.parameters()[i].name + "' is missing");
         }
+    }
+
+    [[noreturn]] static void no_parameter(const Caldane::DynamicOperation& operation,
+                                          const std::string& name) {
+        std::string known;
+        for (const auto& parameter : operation.parameters())
+            known += (known.empty() ? ", but: " : ", ") + parameter.name;
+        wrong_usage("the operation '" + operation.name() + "' has no parameter '" + name + "'" + known);
     }
 
     int invoke(Caldane::DynamicCall& call, const Caldane::DynamicOperation& operation,
@@ -292,7 +326,7 @@ void declare(CLI::App& app, Options& options) {
         ->type_name("TYPE");
     app.add_option("--timeout", options.timeout, "give the call up after so many seconds")
         ->type_name("SECONDS")
-        ->check(CLI::NonNegativeNumber);
+        ->check(CLI::Range(0.0, 1e9));
     app.add_flag("--show", options.show, "print request and response");
     app.add_flag("--time", options.time, "print how long it took, on standard error");
     app.add_option("--repeat", options.repeat,
@@ -300,6 +334,24 @@ void declare(CLI::App& app, Options& options) {
         ->type_name("N")
         ->check(CLI::Range(1, 100'000'000));
     app.add_flag("--latin1", options.latin1, "text is one byte a character, and nothing is checked");
+}
+
+/// What would make a message that no server can read.
+void check(const Options& options) {
+    const auto is_control = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
+    if (std::any_of(options.action.begin(), options.action.end(),
+                    [&](char c) { return is_control(c) || c == '"'; }))
+        wrong_usage("--action cannot have quotes and control characters in it");
+    for (const std::string& word : options.headers) {
+        const std::string name = split(word, "header of the form name=value").first;
+        const bool begins =
+            std::isalpha(static_cast<unsigned char>(name[0])) || name[0] == '_' || name[0] < 0;
+        const bool is_name = begins && std::all_of(name.begin(), name.end(), [](char c) {
+                                 return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-' ||
+                                        c == '.' || c < 0;
+                             });
+        if (!is_name) wrong_usage("--header: '" + name + "' is no name of an XML element");
+    }
 }
 
 /// Takes -Dname=value and -help, which are the transport's, out of the words.
@@ -334,13 +386,20 @@ int run(int argc, char** argv) {
         } catch (const CLI::ParseError& error) {
             wrong_usage(std::string(error.what()) + "; see soapcall --help");
         }
+        options.has_action = app.count("--action") > 0;
+        check(options);
         caller.emplace(options);
     }
     int property_count = static_cast<int>(properties.size());
     properties.push_back(nullptr);
     if (!Caldane::init(property_count, properties.data())) return kDone;
-    const int code = caller->run();
+    int code = caller->run();
     Caldane::shutdown();
+    // Who closed the pipe wants no more, and needs no word about it.
+    if (!std::cout.flush() && errno != EPIPE) {
+        std::cerr << "soapcall: the output cannot be written: " << std::strerror(errno) << '\n';
+        if (code == kDone) code = kUnusable;
+    }
     return code;
 }
 
@@ -350,7 +409,7 @@ int main(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (const Failure& failure) {
-        std::cerr << "soapcall: " << failure.what() << '\n';
+        if (*failure.what() != '\0') std::cerr << "soapcall: " << failure.what() << '\n';
         return failure.code;
     } catch (const Caldane::SetupError& error) {
         std::cerr << "soapcall: " << error.what() << '\n';
