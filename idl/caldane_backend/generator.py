@@ -5,7 +5,7 @@ import os
 from omniidl import idlast, idltype
 
 from .checks import Checks
-from .comments import Comments
+from .comments import Comments, children
 from .interfaces import Skeleton, Stub, operations_of
 from .items import Constant, Enum, Exception, Item, Struct, Typedef, Union
 from .layout import Lines, literal
@@ -13,6 +13,21 @@ from .names import qualified
 from .namespaces import Namespaces
 from .options import Options
 from .types import Types
+
+
+def names_of_parts(declarations) -> set[str]:
+    """Of members, operations, attributes and parameters: whatever is no type, but stands in a class."""
+    found: set[str] = set()
+    for decl in declarations:
+        if isinstance(decl, (idlast.Member, idlast.Attribute)):
+            found.update(declarator.identifier() for declarator in decl.declarators())
+        elif isinstance(decl, idlast.UnionCase):
+            found.add(decl.declarator().identifier())
+        elif isinstance(decl, idlast.Operation):
+            found.update([decl.identifier()], (parameter.identifier() for parameter in decl.parameters()))
+        else:
+            found |= names_of_parts(children(decl))
+    return found
 
 
 class Generator:
@@ -25,7 +40,7 @@ class Generator:
         self.modules: set[tuple[str, ...]] = set()
         self.interfaces: set[tuple[str, ...]] = set()
         self.scan(tree.declarations())
-        self.types = Types(self.modules, self.interfaces)
+        self.types = Types(self.modules, self.interfaces, names_of_parts(tree.declarations()))
         self.namespaces = Namespaces(options.pragmas, self.ids)
         self.constants: dict[tuple[str, ...], str] = {}
         self.module_comments: dict[tuple[str, ...], list[str]] = {}
@@ -110,9 +125,9 @@ class Generator:
         while scope not in self.interfaces and scope != namespace:
             scope = scope[:-1]
         if scope in self.interfaces:
-            return self.items[scope].constant('Namespace')
+            return self.items[scope].constant('namespace')
         self.constants[namespace] = self.namespaces.of(namespace)
-        return 'kNamespace'
+        return '_namespace'
 
     def ordered(self) -> list[tuple[str, Item]]:
         """Pairs of ('forward' or 'whole', item) in an order that a C++ compiler accepts."""
@@ -227,13 +242,13 @@ class Generator:
         out.gap()
         out.add('namespace {', '')
         if space in self.constants:
-            out.add(f'constexpr std::string_view kNamespace = {literal(self.constants[space])};')
+            out.add(f'constexpr std::string_view _namespace = {literal(self.constants[space])};')
         for item in items:
             if isinstance(item, Stub):
-                out.add(f'constexpr char {item.constant("")}[] = {literal(item.decl.repoId())};')
+                out.add(f'constexpr char {item.constant("id")}[] = {literal(item.decl.repoId())};')
                 uri = self.namespaces.of(item.scoped)
                 if operations_of(item.decl) or self.holds_types(item):
-                    out.add(f'constexpr char {item.constant("Namespace")}[] = {literal(uri)};')
+                    out.add(f'constexpr char {item.constant("namespace")}[] = {literal(uri)};')
         self.registration(out, items)
         out.add('', '}  // namespace', '')
         out.lines.extend(body.lines)
@@ -251,8 +266,8 @@ class Generator:
         if types:
             out.gap()
             out.add('// What an any may bring is found by its name.')
-            out.wrapped('const _Caldane_TypeRegistration types(', types, ');')
+            out.wrapped('const _Caldane_TypeRegistration _types(', types, ');')
         if interfaces:
             out.gap()
             out.add('// What a reference refers to is found by its id.')
-            out.wrapped('const Caldane::InterfaceRegistration interfaces(', interfaces, ');')
+            out.wrapped('const Caldane::InterfaceRegistration _interfaces(', interfaces, ');')

@@ -17,10 +17,7 @@ class Parameter:
     wire_name: str
     type: object
     direction: int
-
-    @property
-    def name(self) -> str:
-        return names.cxx(self.wire_name)
+    name: str
 
 
 @dataclasses.dataclass
@@ -50,32 +47,44 @@ class Operation:
 
 def operations_of(decl) -> list[Operation]:
     """Those of the interface itself, in its order."""
-    found = []
+    found, taken = [], names.STUB_NAMES | types_within(decl)
     for part in decl.contents():
         if isinstance(part, idlast.Operation):
-            found.append(plain_operation(part))
+            found.append(plain_operation(part, taken))
         elif isinstance(part, idlast.Attribute):
             for declarator in part.declarators():
-                found.extend(accessors(part, declarator))
+                found.extend(accessors(part, declarator, taken))
     return found
 
 
-def plain_operation(decl) -> Operation:
+def types_within(decl) -> set[str]:
+    """The interface's own name, and those of its types and constants, inherited ones as well."""
+    found = {decl.identifier()}
+    for part in decl.contents():
+        if isinstance(part, idlast.Typedef):
+            found.update(declarator.identifier() for declarator in part.declarators())
+        elif not isinstance(part, (idlast.Operation, idlast.Attribute)):
+            found.add(part.identifier())
+    return found.union(*(types_within(base) for base in bases_of(decl)))
+
+
+def plain_operation(decl, taken: frozenset[str]) -> Operation:
     directions = {(1, 0): IN, (0, 1): OUT, (1, 1): INOUT}
-    parameters = [Parameter(p.identifier(), p.paramType(), directions[(int(p.is_in()), int(p.is_out()))])
+    parameters = [Parameter(p.identifier(), p.paramType(), directions[(int(p.is_in()), int(p.is_out()))],
+                            names.cxx(p.identifier(), taken))
                   for p in decl.parameters()]
     result = None if decl.returnType().kind() == idltype.tk_void else decl.returnType()
     return Operation(decl.identifier(), names.cxx(decl.identifier()), result, parameters, decl.raises(),
                      bool(decl.oneway()), decl)
 
 
-def accessors(attribute, declarator) -> list[Operation]:
+def accessors(attribute, declarator, taken: frozenset[str]) -> list[Operation]:
     name, wire_name = names.cxx(declarator.identifier()), declarator.identifier()
     changeable = not attribute.readonly()
     getter = Operation('_get_' + wire_name, name, attribute.attrType(), [], [], False, declarator, changeable)
     if not changeable:
         return [getter]
-    value = Parameter('value', attribute.attrType(), IN)
+    value = Parameter('value', attribute.attrType(), IN, names.cxx('value', taken))
     return [getter, Operation('_set_' + wire_name, name, None, [value], [], False, declarator, True)]
 
 
@@ -113,8 +122,9 @@ class InterfaceItem(Item):
         self.operations = operations_of(decl)
         self.bases = bases_of(decl)
 
-    def constant(self, suffix: str) -> str:
-        return 'k' + self.name.lstrip('_') + suffix
+    def constant(self, what: str) -> str:
+        """The name of a constant in the source; IDL has no names that begin so."""
+        return f'_{what}_of_{self.name}'
 
     def base_name(self, base, prefix: str) -> str:
         scoped = tuple(base.scopedName())
@@ -251,13 +261,11 @@ class Stub(InterfaceItem):
         out.add('template <class _Call>')
         self.future_function(out, operation, Place(self.namespace), self.name + '::', ') const {')
         out.depth += 1
-        taken = [p.name for p in operation.parameters]
-        target, result = names.unlike('target', taken), names.unlike('result', taken)
-        captured = [f'{target} = *this'] + [p.name for p in operation.parameters if p.direction != OUT]
+        captured = ['_target = *this'] + [p.name for p in operation.parameters if p.direction != OUT]
         changing = any(p.direction == INOUT for p in operation.parameters)
         body = Lines()
         body.depth = out.depth + 1
-        self.asynchronous_body(body, operation, target, result)
+        self.asynchronous_body(body, operation)
         start = f'return _Call::start([{", ".join(captured)}]{"() mutable" if changing else ""} {{'
         if len(body.lines) == 1 and 4 * out.depth + len(start) + len(body.lines[0].strip()) + 5 <= WIDTH:
             out.add(f'{start} {body.lines[0].strip()} }});')
@@ -268,19 +276,19 @@ class Stub(InterfaceItem):
         out.depth -= 1
         out.add('}')
 
-    def asynchronous_body(self, out: Lines, operation: Operation, target: str, result: str) -> None:
+    def asynchronous_body(self, out: Lines, operation: Operation) -> None:
         place = Place(self.namespace)
         for p in operation.parameters:
             if p.direction == OUT:
                 out.add(f'{self.types.by_value(p.type, place)} {p.name}{{}};')
-        call, arguments = f'{target}.{operation.name}(', [p.name for p in operation.parameters]
+        call, arguments = f'_target.{operation.name}(', [p.name for p in operation.parameters]
         returned = [p.name for p in operation.parameters if p.direction != IN]
         if not returned:
             out.wrapped(('return ' if operation.result is not None else '') + call, arguments, ');')
             return
         if operation.result is not None:
-            out.wrapped(f'auto {result} = {call}', arguments, ');')
-            returned.insert(0, result)
+            out.wrapped(f'auto _result = {call}', arguments, ');')
+            returned.insert(0, '_result')
         else:
             out.wrapped(call, arguments, ');')
         if len(returned) == 1:
@@ -298,11 +306,11 @@ class Stub(InterfaceItem):
         out.add(f'const Caldane::Interface& {self.name}::_interface() {{')
         out.depth += 1
         if bases:
-            out.wrapped('static const Caldane::Interface* const bases[] = {', bases, '};')
-            out.add(f'static const Caldane::Interface interface({self.constant("")}, bases);')
+            out.wrapped('static const Caldane::Interface* const _bases[] = {', bases, '};')
+            out.add(f'static const Caldane::Interface _description({self.constant("id")}, _bases);')
         else:
-            out.add(f'static constexpr Caldane::Interface interface({self.constant("")});')
-        out.add('return interface;')
+            out.add(f'static constexpr Caldane::Interface _description({self.constant("id")});')
+        out.add('return _description;')
         out.depth -= 1
         out.add('}')
         for operation in self.operations:
@@ -314,11 +322,9 @@ class Stub(InterfaceItem):
         head = f'{result} {self.name}::{operation.name}('
         out.wrapped(head, operation.signature(self.types, self.inside), ') const {')
         out.depth += 1
-        taken = [parameter.name for parameter in operation.parameters]
-        local = names.unlike('operation', taken)
-        out.wrapped(f'static const Caldane::Operation {local}(', self.operation_arguments(operation), ');')
+        out.wrapped('static const Caldane::Operation _operation(', self.operation_arguments(operation), ');')
         call = 'Caldane::call<' + result + '>('
-        arguments = ['*this', local]
+        arguments = ['*this', '_operation']
         for parameter in operation.parameters:
             how = ('in', 'out', 'inout')[parameter.direction]
             arguments.append(f'Caldane::{how}({literal(parameter.wire_name)}, {parameter.name})')
@@ -327,7 +333,7 @@ class Stub(InterfaceItem):
         out.add('}')
 
     def operation_arguments(self, operation: Operation) -> list[str]:
-        arguments = [literal(operation.wire_name), self.constant('Namespace')]
+        arguments = [literal(operation.wire_name), self.constant('namespace')]
         if operation.raises:
             thrown = ', '.join(self.exception_name(decl, self.inside) for decl in operation.raises)
             arguments.append(f'Caldane::raises<{thrown}>')
@@ -375,7 +381,7 @@ class Skeleton(InterfaceItem):
         entries = all_operations(self.decl)
         if any(operation.parameters for _, operation in entries):
             out.add('using enum _Caldane_Parameter::Direction;')
-        out.add('static const Caldane::OperationTable table(')
+        out.add('static const Caldane::OperationTable _table(')
         out.depth += 1
         out.add(f'{self.name}::_interface(),', '{')
         out.depth += 1
@@ -384,7 +390,7 @@ class Skeleton(InterfaceItem):
         out.depth -= 1
         out.add('});')
         out.depth -= 1
-        out.add('return table;')
+        out.add('return _table;')
         out.depth -= 1
         out.add('}')
 

@@ -55,16 +55,16 @@ class Item:
     def special_members(self, out: Lines) -> None:
         """Copies, moves and the end: declared here and defined once, or each use would bring its own code."""
         name = self.name
-        out.add(f'{name}();', f'{name}(const {name}& other);', f'{name}({name}&& other) noexcept;',
-                f'{name}& operator=(const {name}& other);', f'{name}& operator=({name}&& other) noexcept;',
+        out.add(f'{name}();', f'{name}(const {name}& _other);', f'{name}({name}&& _other) noexcept;',
+                f'{name}& operator=(const {name}& _other);', f'{name}& operator=({name}&& _other) noexcept;',
                 f'~{name}() override;')
 
     def special_definitions(self, out: Lines) -> None:
         name = self.name
-        out.add(f'{name}::{name}() = default;', f'{name}::{name}(const {name}& other) = default;',
-                f'{name}::{name}({name}&& other) noexcept = default;',
-                f'{name}& {name}::operator=(const {name}& other) = default;',
-                f'{name}& {name}::operator=({name}&& other) noexcept = default;',
+        out.add(f'{name}::{name}() = default;', f'{name}::{name}(const {name}& _other) = default;',
+                f'{name}::{name}({name}&& _other) noexcept = default;',
+                f'{name}& {name}::operator=(const {name}& _other) = default;',
+                f'{name}& {name}::operator=({name}&& _other) noexcept = default;',
                 f'{name}::~{name}() = default;')
         out.gap()
 
@@ -157,8 +157,8 @@ class Enum(Item):
         else:
             out.wrapped('enum _Value : _Caldane_ULong { ', self.members(), ' };')
         out.gap()
-        out.add(f'{self.name}(_Value initial = {self.members()[0]}) : _Caldane_Enum(initial) {{}}',
-                'operator _Value() const { return static_cast<_Value>(value_); }', '',
+        out.add(f'{self.name}(_Value _initial = {self.members()[0]}) : _Caldane_Enum(_initial) {{}}',
+                'operator _Value() const { return static_cast<_Value>(_Caldane_Enum::value_); }', '',
                 'static const _Caldane_EnumInfo& _info();')
         out.depth -= 1
         out.add('};')
@@ -166,10 +166,10 @@ class Enum(Item):
     def source(self, out: Lines) -> None:
         out.add(self.info_signature('Enum'))
         out.depth += 1
-        out.wrapped('static constexpr std::string_view members[] = {',
+        out.wrapped('static constexpr std::string_view _members[] = {',
                     [literal(member.identifier()) for member in self.decl.enumerators()], '};')
-        out.wrapped('static constexpr _Caldane_EnumInfo info(', [self.type_info(), 'members'], ');')
-        out.add('return info;')
+        out.wrapped('static constexpr _Caldane_EnumInfo _description(', [self.type_info(), '_members'], ');')
+        out.add('return _description;')
         out.depth -= 1
         out.add('}')
 
@@ -270,15 +270,15 @@ class Struct(Item):
         out.depth += 1
         arguments = [self.type_info()]
         if self.members:
-            out.add('static constexpr _Caldane_Member members[] = {')
+            out.add('static constexpr _Caldane_Member _members[] = {')
             out.depth += 1
             for member in self.members:
                 out.add(f'_Caldane_member<&{self.name}::{member.name}>({literal(member.wire_name)}),')
             out.depth -= 1
             out.add('};')
-            arguments.append('members')
-        out.wrapped('static constexpr _Caldane_StructInfo info(', arguments, ');')
-        out.add('return info;')
+            arguments.append('_members')
+        out.wrapped('static constexpr _Caldane_StructInfo _description(', arguments, ');')
+        out.add('return _description;')
         out.depth -= 1
         out.add('}')
 
@@ -360,17 +360,17 @@ class Union(Item):
         pairs, default = self.labels()
         out.add(self.info_signature('Union'))
         out.depth += 1
-        out.wrapped('static constexpr std::string_view members[] = {',
+        out.wrapped('static constexpr std::string_view _members[] = {',
                     [literal(case.declarator().identifier()) for case in self.cases], '};')
-        arguments = [self.type_info(), 'members']
+        arguments = [self.type_info(), '_members']
         if pairs:
             numbers = ['-2147483647 - 1' if label == -2147483648 else str(label) for label, _ in pairs]
-            out.wrapped('static constexpr _Caldane_Case cases[] = {',
+            out.wrapped('static constexpr _Caldane_Case _cases[] = {',
                         [f'{{{number}, {member}}}' for number, (_, member) in zip(numbers, pairs)], '};')
-            arguments.append('cases')
+            arguments.append('_cases')
         if default is not None:
             arguments.append(str(default))
-        out.wrapped('static constexpr _Caldane_UnionInfo info(', arguments, ');')
-        out.add('return info;')
+        out.wrapped('static constexpr _Caldane_UnionInfo _description(', arguments, ');')
+        out.add('return _description;')
         out.depth -= 1
         out.add('}')

@@ -1,9 +1,12 @@
 # SPDX-License-Identifier: MIT
 """Lines of C++, broken as the project's formatter breaks them."""
+import re
 import textwrap
 
 WIDTH = 110
 INDENT = '    '
+# What would draw the next line into a comment.
+SPLICE = re.compile(r'(\\|\?\?/|\s)+$')
 
 
 class Lines:
@@ -29,7 +32,7 @@ class Lines:
     def document(self, text: list[str], mark: str = '///') -> None:
         for line in text:
             for part in textwrap.wrap(line, WIDTH - 4 - 4 * self.depth, break_long_words=False) or ['']:
-                self.add(f'{mark} {part}'.rstrip())
+                self.add(f'{mark} {SPLICE.sub("", part)}'.rstrip())
 
     def text(self) -> str:
         return '\n'.join(self.lines).rstrip('\n') + '\n'

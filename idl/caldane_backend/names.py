@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Names of IDL as names of C++."""
 
+# With the namespaces that generated code names itself.
 KEYWORDS = frozenset('''
 alignas alignof and and_eq asm auto bitand bitor bool break case catch char char8_t char16_t char32_t class co_await
 co_return co_yield compl concept const const_cast consteval constexpr constinit continue decltype default delete do
@@ -8,6 +9,7 @@ double dynamic_cast else enum explicit export extern false float for friend goto
 new noexcept not not_eq nullptr operator or or_eq private protected public register reinterpret_cast requires return
 short signed sizeof static static_assert static_cast struct switch template this thread_local throw true try typedef
 typeid typename union unsigned using virtual void volatile wchar_t while xor xor_eq
+std Caldane
 '''.split())
 
 # Names that headers of the C library define as macros: those of constants, errors, limits and signals.
@@ -44,13 +46,19 @@ UNION_NAMES = frozenset((
     'select_from', 'set', 'setProperty', 'type_name', 'type_namespace'))
 
 
+# Names of the bases of stubs that parameters would hide, and those of all bases that hide types.
+STUB_NAMES = frozenset(('nil_', 'Properties', 'properties_', 'Reference'))
+BASE_NAMES = UNION_NAMES | STUB_NAMES | frozenset((
+    'member_count', 'message', 'message_', 'value', 'value_', 'what'))
+
+
 def cxx(name: str, taken: frozenset[str] = frozenset()) -> str:
     """The name itself, with `_cxx_` before it where C++ or a macro has another meaning for it."""
     return '_cxx_' + name if name in KEYWORDS or name in MACROS or name in taken else name
 
 
 def unlike(name: str, others: list[str]) -> str:
-    """A local name that none of the others hides."""
+    """A name that none of the others hides."""
     while name in others:
         name += '_'
     return name

@@ -45,11 +45,12 @@ class Place:
 
 
 class Types:
-    """Knows of each scope whether it is a module or an interface."""
+    """Knows of each scope whether it is a module or an interface, and which names may hide a type inside a class."""
 
-    def __init__(self, modules: set[tuple[str, ...]], interfaces: set[tuple[str, ...]]):
+    def __init__(self, modules: set[tuple[str, ...]], interfaces: set[tuple[str, ...]], parts: set[str]):
         self.modules = modules
         self.interfaces = interfaces
+        self.hiding = names.BASE_NAMES | parts
 
     def namespace(self, scoped: tuple[str, ...]) -> tuple[str, ...]:
         """The modules that a declaration stands in."""
@@ -68,7 +69,7 @@ class Types:
             return names.cxx(scoped[-1])
         namespace = self.namespace(scoped)
         prefix = ''
-        if namespace != place.namespace:
+        if namespace != place.namespace or scoped[-1] in self.hiding:
             prefix = '::' + ''.join(names.cxx(part) + '::' for part in namespace)
         if scoped[:-1] in self.interfaces and not hoisted:
             return prefix + self.class_name(scoped[:-1]) + '::' + names.cxx(scoped[-1])

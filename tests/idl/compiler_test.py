@@ -140,7 +140,7 @@ class Output(unittest.TestCase):
             made = contents(folder)
             self.assertIn('\n// About the file.\n\n/// About S.\nclass S final', made['x.h'])
             self.assertIn('    /// what was\n    std::int32_t _cxx_delete = 0;\n', made['x.h'])
-            self.assertIn('{"IDL:acme.com/S:1.0", "S", kNamespace}', made['x.cpp'])
+            self.assertIn('{"IDL:acme.com/S:1.0", "S", _namespace}', made['x.cpp'])
             self.assertIn('_Caldane_member<&S::_cxx_delete>("delete"),', made['x.cpp'])
             compile_idl('-D', 'MORE', 'x.idl', folder=folder)
             self.assertIn('"IDL:other/S:2.5"', contents(folder)['x.cpp'])
