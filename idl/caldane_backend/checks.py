@@ -7,7 +7,7 @@ from .types import REFUSED
 
 
 class Checks:
-    """Collects every fault of the main file, each with the place of the word that is at fault."""
+    """Collects every fault, those of included files as well, each with the place of the word that is at fault."""
 
     def __init__(self, source: str):
         self.source = source
@@ -16,8 +16,7 @@ class Checks:
     def check(self, declarations) -> None:
         self.distinct(named(declarations))
         for decl in declarations:
-            if decl.mainFile():
-                self.declaration(decl)
+            self.declaration(decl)
         if self.faults:
             raise IdlError(list(self.faults))
 

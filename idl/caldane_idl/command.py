@@ -146,11 +146,18 @@ class Compiler:
     def place(self) -> None:
         """A file that would not change is left alone, so that nothing is built again for it."""
         os.makedirs(self.options.folder, exist_ok=True)
-        for made, target in self.results:
-            replace(target, contents(made))
+        texts = {target: contents(made) for made, target in self.results}
         if self.options.depend:
             os.makedirs(os.path.dirname(self.options.depend) or '.', exist_ok=True)
-            replace(self.options.depend, ''.join(self.rules))
+            texts[self.options.depend] = ''.join(self.rules)
+        for target in texts:
+            if os.path.isdir(target):
+                raise Failure(f'caldane-idl: {target} cannot be written: it is a folder')
+        for target, text in texts.items():
+            try:
+                replace(target, text)
+            except OSError as error:
+                raise Failure(f'caldane-idl: {target} cannot be written: {error.strerror}') from None
 
 
 def not_utf8(path: str) -> str:
@@ -182,6 +189,11 @@ def contents(path: str) -> str | None:
 
 
 def replace(target: str, text: str) -> None:
+    if os.path.exists(target) and not os.path.isfile(target):  # a pipe, or a device: never to be replaced
+        with open(target, 'w', encoding='utf-8') as file:
+            file.write(text)
+        return
+    target = os.path.realpath(target)
     if contents(target) == text:
         return
     handle, temporary = tempfile.mkstemp(dir=os.path.dirname(target) or '.', prefix='.caldane-idl-')
@@ -192,10 +204,7 @@ def replace(target: str, text: str) -> None:
         os.umask(mask)
         os.chmod(temporary, 0o666 & ~mask)
         os.replace(temporary, target)
-    except OSError as error:
-        os.unlink(temporary)
-        raise Failure(f'caldane-idl: {target} cannot be written: {error.strerror}') from None
-    except KeyboardInterrupt:
+    except (OSError, KeyboardInterrupt):
         os.unlink(temporary)
         raise
 

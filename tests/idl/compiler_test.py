@@ -108,6 +108,21 @@ class Output(unittest.TestCase):
             after = [os.stat(os.path.join(first, name)).st_mtime_ns for name in sorted(os.listdir(first))]
             self.assertEqual(before, after)
 
+    def test_a_fault_in_one_place_leaves_no_results_in_another(self):
+        with tempfile.TemporaryDirectory() as folder:
+            with open(os.path.join(folder, 'wide.idl'), 'w', encoding='utf-8') as file:
+                file.write('typedef wchar Wide;\n')
+            with open(os.path.join(folder, 'x.idl'), 'w', encoding='utf-8') as file:
+                file.write('#ifdef WIDE\n#include "wide.idl"\n#endif\nstruct S { long x; };\n')
+            os.mkdir(os.path.join(folder, 'x.cpp'))
+            for arguments, told in (([], 'x.cpp cannot be written: it is a folder'),
+                                    (['-D', 'WIDE'], 'wide.idl:1:9: the type wchar cannot be carried')):
+                with self.subTest(arguments):
+                    done = compile_idl(*arguments, 'x.idl', folder=folder)
+                    self.assertEqual(done.returncode, 1)
+                    self.assertIn(told, done.stderr)
+                    self.assertNotIn('x.h', os.listdir(folder))
+
     def test_lines_are_as_long_as_the_formatter_makes_them(self):
         with tempfile.TemporaryDirectory() as folder:
             compile_idl('-o', folder, *self.FILES, folder=HERE)
