@@ -310,6 +310,12 @@ class Wsdl:
     def part(self, parameter: dict) -> dict[str, str]:
         return self.schema.described(parameter)
 
+    def fault_name(self, operation: dict, raised: str) -> str:
+        """The exception's name, with its scope before it where the operation raises another of the same name."""
+        simple = [self.schema.types[other]['name'] for other in operation['raises']]
+        name = self.schema.types[raised]['name']
+        return name if simple.count(name) == 1 else dotted(raised)
+
     def port_type(self, out: Document, interface: dict) -> None:
         out.open('portType', name=self.label(interface), caldane__id=interface['id'])
         for operation in interface['operations']:
@@ -319,7 +325,7 @@ class Wsdl:
             if not operation['oneway']:
                 out.empty('output', message='tns:' + self.message_name(interface, operation, 'Response'))
             for raised in operation['raises']:
-                out.empty('fault', name=self.schema.types[raised]['name'],
+                out.empty('fault', name=self.fault_name(operation, raised),
                           message='tns:' + dotted(raised))
             out.close()
         out.close()
@@ -336,8 +342,8 @@ class Wsdl:
                 out.empty('soap:body', use=self.style, namespace=operation['namespace'], **encoding)
                 out.close()
             for raised in operation['raises']:
-                out.open('fault', name=self.schema.types[raised]['name'])
-                out.empty('soap:fault', name=self.schema.types[raised]['name'], use=self.style, **encoding)
+                out.open('fault', name=self.fault_name(operation, raised))
+                out.empty('soap:fault', name=self.fault_name(operation, raised), use=self.style, **encoding)
                 out.close()
             out.close()
         out.close()
