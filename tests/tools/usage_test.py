@@ -2,6 +2,7 @@
 # SPDX-License-Identifier: MIT
 """What each program says of itself, and of a command line that it cannot use: the reason in the first line."""
 import os
+import socket
 import subprocess
 import sys
 import tempfile
@@ -19,11 +20,15 @@ WRONG = [
     ('bank_server', [], '--listen HOST:PORT is wanted'),
     ('interop_client', ['--nope'], "no option '--nope'"),
     ('soap_tap', ['frog'], "'frog' is not of the form HOST:PORT"),
+    ('soap_tap', ['--listen', '127.0.0.1:8x', '127.0.0.1:80'], "'127.0.0.1:8x' is not of the form"),
     ('soapcall', ['http://127.0.0.1:1/x'], 'operation is required'),
     ('caldane-idl', ['--address'], 'usage'),
     ('caldane_cert', ['folder', 'host', '--days', '9'], "'--days' is no name or address"),
     ('caldane_cert', ['--days', 'frog', 'folder', 'host'], "not 'frog'"),
     ('caldane_cert', ['--frog'], 'no option --frog'),
+    ('caldane_cert', ['folder', ''], "'' is no name or address"),
+    ('caldane_cert', ['folder', 'h' * 65], '64 characters at most'),
+    ('caldane_cert', ['--client', 'a/CN=b', 'folder', 'host'], "'a/CN=b' is no name for a client"),
 ]
 
 
@@ -46,6 +51,25 @@ class Usage(unittest.TestCase):
                 self.assertEqual((done.returncode, done.stdout), (USAGE, ''))
                 self.assertIn(reason, done.stderr.splitlines()[0])
                 self.assertEqual(os.listdir(folder), [])
+
+
+class Tap(unittest.TestCase):
+    def test_passes_a_reply_on_to_a_client_that_sends_no_more(self):
+        with socket.create_server(('127.0.0.1', 0)) as server, \
+                subprocess.Popen([os.path.join(BIN, 'soap_tap'), '--listen', '127.0.0.1:0',
+                                  '127.0.0.1:%d' % server.getsockname()[1]], stdout=subprocess.PIPE, text=True) as tap:
+            port = int(tap.stdout.readline().rsplit(':', 1)[1])
+            with socket.create_connection(('127.0.0.1', port), timeout=20) as client:
+                client.sendall(b'question')
+                client.shutdown(socket.SHUT_WR)
+                with server.accept()[0] as behind, behind.makefile('rb') as asked:
+                    self.assertEqual(asked.read(), b'question')
+                    behind.sendall(b'answer')
+                with client.makefile('rb') as answered:
+                    self.assertEqual(answered.read(), b'answer')
+            tap.kill()
+            shown = tap.stdout.read()
+        self.assertEqual(shown, '\n--> request\nquestion\n<-- response\nanswer')
 
 
 if __name__ == '__main__':

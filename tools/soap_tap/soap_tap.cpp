@@ -9,9 +9,10 @@
 
 #include <arpa/inet.h>
 
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -49,33 +50,44 @@ vqSocket connect_to(const vqAddress& server) {
     return kVqNoSocket;
 }
 
-/// Passes bytes on in both directions until one side ends.
+struct Direction {
+    vqSocket from, to;
+    const char* heading;
+    bool open = true;
+};
+
+/// Passes on what has come; false when the other side takes no more. The end of one direction leaves the
+/// other open: a client may say that its request is complete and still read.
+bool pass_on(Direction& direction, bool is_new) {
+    char block[16384];
+    const int count = vqNetRecv(direction.from, block, sizeof block, 0);
+    if (count < 0) return false;
+    if (count == 0) {
+        direction.open = false;
+        return vqNetShutdownWrite(direction.to) == VQOK;
+    }
+    const std::string_view bytes(block, static_cast<std::size_t>(count));
+    show(direction.heading, is_new, bytes);
+    return send_all(direction.to, bytes);
+}
+
+/// Passes bytes on in both directions until both have ended, or one side is gone.
 void relay(vqSocket client, vqSocket server) {
-    struct Direction {
-        vqSocket from, to;
-        const char* heading;
-    };
-    const Direction directions[] = {{client, server, "--> request"}, {server, client, "<-- response"}};
+    Direction directions[] = {{client, server, "--> request"}, {server, client, "<-- response"}};
     const Direction* last = nullptr;
     vqHandle handle = nullptr;
     if (vqHandleCreate(&handle) != VQOK) return;
-    for (bool open = true; open;) {
+    for (bool alive = true; alive && (directions[0].open || directions[1].open);) {
         vqHandleClearAllResources(handle);
-        for (const Direction& d : directions) static_cast<void>(vqHandleAddResourceMode(handle, d.from, 1));
+        for (const Direction& d : directions) {
+            if (d.open) static_cast<void>(vqHandleAddResourceMode(handle, d.from, 1));
+        }
         const vqTimeout minute = {60, 0};
         if (vqBlock(handle, &minute) != 0) continue;
-        for (const Direction& d : directions) {
-            if (!open || vqHandleQueryResource(handle, d.from, 1) != 1) continue;
-            char block[16384];
-            const int count = vqNetRecv(d.from, block, sizeof block, 0);
-            if (count <= 0) {
-                open = false;
-                break;
-            }
-            const std::string_view bytes(block, static_cast<std::size_t>(count));
-            show(d.heading, last != &d, bytes);
+        for (Direction& d : directions) {
+            if (!alive || !d.open || vqHandleQueryResource(handle, d.from, 1) != 1) continue;
+            alive = pass_on(d, last != &d);
             last = &d;
-            open = send_all(d.to, bytes);
         }
     }
     vqHandleDestroy(handle);
@@ -90,11 +102,13 @@ void serve(vqSocket client, vqAddress server_address) {
     vqNetClose(&client);
 }
 
-/// HOST:PORT to an address; false, with a message, when it is not one.
-bool parse_address(const std::string& text, vqAddress& address) {
+/// HOST:PORT to an address; false, with a message, when it is not one. `least` is the lowest port.
+bool parse_address(const std::string& text, int least, vqAddress& address) {
     const std::size_t colon = text.find(':');
-    const int port = colon == std::string::npos ? 0 : std::atoi(text.c_str() + colon + 1);
-    if (port < 1 || port > 65535) {
+    const char* const number = colon == std::string::npos ? "" : text.c_str() + colon + 1;
+    int port = -1;
+    const char* const end = text.data() + text.size();
+    if (std::from_chars(number, end, port).ptr != end || *number == '\0' || port < least || port > 65535) {
         std::fprintf(stderr, "soap_tap: '%s' is not of the form HOST:PORT\n", text.c_str());
         return false;
     }
@@ -112,10 +126,8 @@ bool parse_address(const std::string& text, vqAddress& address) {
     return true;
 }
 
-/// A listener on a port of 127.0.0.1 that the system chooses.
 vqSocket open_listener(vqAddress& bound) {
     vqSocket listener = kVqNoSocket;
-    bound.address = htonl(0x7F000001U);
     int length = sizeof bound;
     if (vqNetSocket(&listener, 2, 1, 0) != 0 || vqNetBind(listener, &bound, sizeof bound) != 0 ||
         vqNetGetSockName(listener, &bound, &length) != 0 || vqNetListen(listener, 0) != 0) {
@@ -125,29 +137,48 @@ vqSocket open_listener(vqAddress& bound) {
     return listener;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-    const std::string_view word = argc == 2 ? argv[1] : "";
-    const bool help = word == "--help" || word == "-h";
-    if (word.empty() || word.front() == '-') {
-        std::fprintf(help ? stdout : stderr,
-                     "usage: soap_tap HOST:PORT\n"
-                     "Listens on a port of 127.0.0.1, prints 'listening 127.0.0.1:PORT', passes every\n"
-                     "connection on to HOST:PORT and shows what goes over it in either direction.\n");
-        return help ? 0 : 64;
-    }
-    vqAddress server;
-    if (!parse_address(argv[1], server)) return 64;
-    vqAddress bound;
-    const vqSocket listener = open_listener(bound);
-    if (listener == kVqNoSocket) return 1;
-    std::printf("listening 127.0.0.1:%d\n", ntohs(bound.port));
-    std::fflush(stdout);
+/// Takes one client after the other; each is served on a thread of its own.
+[[noreturn]] void accept_clients(vqSocket listener, vqAddress server) {
     for (;;) {
         vqSocket client = kVqNoSocket;
         vqAddress peer;
         int length = sizeof peer;
-        if (vqNetAccept(listener, &client, &peer, &length) == 0) std::thread(serve, client, server).detach();
+        if (vqNetAccept(listener, &client, &peer, &length) == 0) {
+            std::thread(serve, client, server).detach();
+        } else {
+            // Out of descriptors: those in use go back in time.
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
     }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::string server_text;
+    std::string own_text = "127.0.0.1:0";
+    CLI::App app(
+        "Listens, prints 'listening HOST:PORT', passes every connection on to the server at HOST:PORT\n"
+        "and shows what goes over it in either direction.",
+        "soap_tap");
+    app.add_option("server", server_text, "where the server is")->required()->type_name("HOST:PORT");
+    app.add_option("--listen", own_text, "where to listen, with port 0 for any that is free")
+        ->type_name("HOST:PORT")
+        ->capture_default_str();
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp& help) {
+        return app.exit(help);
+    } catch (const CLI::ParseError& error) {
+        std::fprintf(stderr, "soap_tap: %s; see soap_tap --help\n", error.what());
+        return 64;
+    }
+    vqAddress server;
+    vqAddress bound;
+    if (!parse_address(server_text, 1, server) || !parse_address(own_text, 0, bound)) return 64;
+    const vqSocket listener = open_listener(bound);
+    if (listener == kVqNoSocket) return 1;
+    std::printf("listening %s:%d\n", vqInet_ntoa(bound.address), ntohs(bound.port));
+    std::fflush(stdout);
+    accept_clients(listener, server);
 }
