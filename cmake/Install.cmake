@@ -29,7 +29,7 @@ endforeach()
 
 install(PROGRAMS idl/caldane-idl TYPE BIN COMPONENT dev)
 install(DIRECTORY idl/caldane_backend idl/caldane_idl DESTINATION ${CMAKE_INSTALL_DATADIR}/caldane/idl COMPONENT dev
-        FILES_MATCHING PATTERN "*.py")
+        FILES_MATCHING PATTERN "*.py" PATTERN "*.idl")
 install(FILES docs/man/caldane-idl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT dev)
 install(FILES tools/completion/caldane-idl DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
         COMPONENT dev)

@@ -6,7 +6,7 @@ names in the environment: see `options.Options`.
 """
 import sys
 
-from .diagnostics import IdlError
+from .diagnostics import FOLDERS, IdlError
 from .options import Options
 
 
@@ -15,6 +15,7 @@ def run(tree, arguments) -> None:
     from .description import Description
     from .generator import Generator
     options = Options.load()
+    FOLDERS.extend(options.folders)
     try:
         generator = Generator(tree, options)
         if options.description_path:

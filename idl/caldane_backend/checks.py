@@ -14,9 +14,7 @@ class Checks:
         self.faults: dict[str, None] = {}
 
     def check(self, declarations) -> None:
-        self.distinct(named(declarations))
-        for decl in declarations:
-            self.declaration(decl)
+        self.scope(declarations)
         if self.faults:
             raise IdlError(list(self.faults))
 
@@ -33,9 +31,7 @@ class Checks:
 
     def declaration(self, decl) -> None:
         if isinstance(decl, idlast.Module):
-            self.distinct(named(decl.definitions()))
-            for part in decl.definitions():
-                self.declaration(part)
+            self.scope(decl.definitions())
         elif isinstance(decl, idlast.Interface):
             self.interface(decl)
         elif isinstance(decl, (idlast.Struct, idlast.Exception)):
@@ -60,6 +56,18 @@ class Checks:
         elif isinstance(decl, (idlast.Value, idlast.ValueAbs, idlast.ValueBox, idlast.ValueForward)):
             reason = f"the valuetype '{decl.identifier()}' cannot be carried; use a struct"
             self.fault(decl, 'valuetype', reason)
+
+    def scope(self, declarations) -> None:
+        """All of a file or of a module."""
+        self.distinct(named(declarations))
+        servants = {'POA_' + decl.identifier() for decl in declarations if isinstance(decl, idlast.Interface)}
+        for decl in named(declarations):
+            if decl.identifier() in servants:
+                name = decl.identifier()
+                reason = f"'{name}' is what the servants of the interface '{name.removeprefix('POA_')}' derive from"
+                self.fault(decl, name, reason)
+        for decl in declarations:
+            self.declaration(decl)
 
     def distinct(self, declarations) -> None:
         """IDL tells no names of one scope apart by case."""

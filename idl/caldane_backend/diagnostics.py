@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Errors in IDL, told as `file:line:column: reason`."""
 import functools
+import os
 import re
 
 
@@ -10,6 +11,18 @@ class IdlError(Exception):
     def __init__(self, lines: list[str]):
         super().__init__('\n'.join(lines))
         self.lines = lines
+
+
+FOLDERS: list[str] = []  # where included files are looked for
+
+
+@functools.lru_cache(maxsize=None)
+def located(path: str) -> str:
+    """Where a file is, of which the preprocessor tells the name only by which it was included."""
+    if os.path.isabs(path) or os.path.exists(path):
+        return path
+    found = (os.path.join(folder, path) for folder in FOLDERS)
+    return next((candidate for candidate in found if os.path.exists(candidate)), path)
 
 
 @functools.lru_cache(maxsize=None)
@@ -38,5 +51,6 @@ def word(text: str) -> str:
 
 def message(path: str, line: int, near: str, reason: str) -> str:
     """`near` is the offending word as it stands in the source."""
+    path = located(path)
     line, column = find(path, line, word(near)) if near else (line, 1)
     return f'{path}:{line}:{column}: {reason}'

@@ -15,6 +15,7 @@ class Options:
     header_name: str                              # how the source includes its header
     includes: list[str] = dataclasses.field(default_factory=list)  # headers of directly included IDL files
     pragmas: list[list] = dataclasses.field(default_factory=list)  # [text, file, line] of #pragma namespace
+    folders: list[str] = dataclasses.field(default_factory=list)   # where included files are looked for
     description_path: str = ''                    # where a description goes, in place of C++
 
     @classmethod

@@ -9,7 +9,7 @@ import sys
 import tempfile
 
 from caldane_backend import namespaces
-from caldane_backend.diagnostics import IdlError
+from caldane_backend.diagnostics import FOLDERS, IdlError
 from caldane_backend.options import VARIABLE, Options
 from caldane_backend.wsdl import ENCODED, LITERAL, Wsdl
 
@@ -18,6 +18,8 @@ from .wsdl_reader import WsdlError, WsdlReader
 
 BACKENDS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 FORBIDDEN = '"$`\\'
+# What IDL for other brokers includes.
+STANDARD = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'include')
 
 DESCRIPTION = '''\
 Compiles IDL to C++ for the caldane broker: FILE.idl gives FILE.h and FILE.cpp with its types, a class for
@@ -67,13 +69,15 @@ class Compiler:
 
     def __init__(self, options: argparse.Namespace, work: str):
         self.options = options
+        self.folders = [*options.include, STANDARD]
+        FOLDERS.extend(self.folders)
         self.work = work
         self.results: list[tuple[str, str]] = []
         self.rules: list[str] = []
 
     # -nc: `Mood mood` is a member like any other; names that differ in case alone are refused by the back end.
     def omniidl(self, path: str, *further: str, environment: dict | None = None) -> subprocess.CompletedProcess:
-        switches = [f'-I{folder}' for folder in self.options.include]
+        switches = [f'-I{folder}' for folder in self.folders]
         switches += [f'-D{shlex.quote(name)}' for name in self.options.define]
         try:
             return subprocess.run(['omniidl', '-nc', *switches, *further, path], capture_output=True, text=True,
@@ -95,8 +99,9 @@ class Compiler:
         name = os.path.splitext(os.path.basename(path))[0]
         described = os.path.join(self.work, name + '.json') if self.options.describe or self.options.wsdl else ''
         made = Options(path, os.path.join(self.work, name + '.h'), os.path.join(self.work, name + '.cpp'), name + '.h',
-                       [os.path.splitext(os.path.basename(included))[0] + '.h' for included in read.included],
-                       read.pragmas, described)
+                       [os.path.splitext(os.path.basename(included))[0] + '.h' for included in read.included
+                        if not included.startswith(STANDARD)],
+                       read.pragmas, self.folders, described)
         settings = os.path.join(self.work, 'options.json')
         made.save(settings)
         # omniidl can hand over comments of UTF-8 alone.

@@ -2,7 +2,7 @@
 """omniidl's messages as `file:line:column: reason`."""
 import re
 
-from caldane_backend.diagnostics import find, source_lines, word
+from caldane_backend.diagnostics import find, located, source_lines, word
 
 PLACED = re.compile(r'([^:]*):(\d+):(?!\d+:)\s*(.*)$')
 QUOTED = re.compile(r"'([^']+)'")
@@ -21,6 +21,7 @@ def translate(text: str) -> list[str]:
 
 
 def place(path: str, line: int, reason: str) -> str:
+    path = located(path)
     line, column = locate(path, line, reason)
     reason = reason[:1].lower() + reason[1:] if reason.startswith(('Warning', 'Error', 'Syntax')) else reason
     return f'{path}:{line}:{column}: {reason}'

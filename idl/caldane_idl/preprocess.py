@@ -4,6 +4,8 @@ import dataclasses
 import os
 import re
 
+from caldane_backend.diagnostics import located
+
 MARKER = re.compile(r'#\s*(?:line\s+)?(\d+)\s+"([^"]*)"((?:\s+\d)*)\s*$')
 PRAGMA = re.compile(r'\s*#\s*pragma\s+(namespace\b.*)$')
 
@@ -21,7 +23,8 @@ def read(text: str, main: str) -> Preprocessed:
     for raw in text.splitlines():
         marker = MARKER.match(raw)
         if marker:
-            line, path, flags = int(marker[1]) - 1, os.path.normpath(marker[2]), marker[3].split()
+            line, flags = int(marker[1]) - 1, marker[3].split()
+            path = os.path.normpath(located(marker[2]))
             if '1' in flags:
                 if len(stack) == 1 and path not in result.included:
                     result.included.append(path)

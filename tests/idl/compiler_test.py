@@ -20,6 +20,7 @@ FAULTS = [
     ('DivisionByZero', 'const long X = 1 / 0;', '1:1: Divide by zero'),
     ('TooLarge', 'const short X = 70000;', '1:1: Value too large for short'),
     ('InsideItself', 'struct S { S s2; };', '1:8: Cannot create an instance of struct'),
+    ('ServantsName', 'module M { interface x {};\n  struct POA_x { long y; }; };', "2:10: 'POA_x' is what the servants"),
     ('OnlyCaseDiffers', 'struct S { long value;\n  long Value; };', "2:8: 'Value' differs from 'value'"),
     ('EnumeratorLikeType', 'struct Box { long x; };\nenum E { box };', "2:10: 'box' differs from 'Box'"),
     ('LongLong', 'struct S { long a;\n  long  long b; };', '2:3: the type long long cannot be carried'),
@@ -132,10 +133,14 @@ class Output(unittest.TestCase):
 
     def test_a_rule_names_every_file_that_was_read(self):
         with tempfile.TemporaryDirectory() as folder:
-            compile_idl('-o', folder, '--depend', os.path.join(folder, 'x.d'), 'every_construct.idl', folder=HERE)
+            with open(os.path.join(folder, 'main.idl'), 'w', encoding='utf-8') as file:
+                file.write('#include <common.idl>\nstruct S { Common::Point p; };\n')
+            done = compile_idl('-I', HERE, '--depend', 'x.d', 'main.idl', folder=folder)
+            self.assertEqual((done.returncode, done.stderr), (0, ''))
             rule = contents(folder)['x.d'].replace('\\\n', ' ').split()
-            self.assertEqual(rule, [f'{folder}/every_construct.h', f'{folder}/every_construct.cpp:',
-                                    'every_construct.idl', 'common.idl'])
+            self.assertEqual(rule[:4], ['./main.h', './main.cpp:', 'main.idl', os.path.join(HERE, 'common.idl')])
+            for path in rule[2:]:
+                self.assertTrue(os.path.exists(os.path.join(folder, path)), path)
 
     def test_text_in_another_encoding_costs_the_comments_only(self):
         with tempfile.TemporaryDirectory() as folder:
