@@ -15,6 +15,7 @@ DONE, USAGE = 0, 64
 WRONG = [
     ('bank_client', ['frog'], 'a URL and an operation are missing'),
     ('bank_client', ['-D'], 'the option -D is not'),
+    ('bank_client', ['-Dcall_timeout=2s', 'http://127.0.0.1:1/bank', 'limits'], "call_timeout is '2s' and has to be a number"),
     ('bank_client', ['-Dproperties=/nowhere', 'http://127.0.0.1:1/bank', 'limits'], '/nowhere: No such file'),
     ('bank_server', ['frog'], '--listen HOST:PORT is wanted'),
     ('bank_server', [], '--listen HOST:PORT is wanted'),
