@@ -6,14 +6,16 @@ from caldane_backend.diagnostics import find, located, source_lines, word
 
 PLACED = re.compile(r'([^:]*):(\d+):(?!\d+:)\s*(.*)$')
 QUOTED = re.compile(r"'([^']+)'")
-TOTAL = re.compile(r'omniidl: (\d+ (error|warning)|Warning: -nc option)')
+# What tells of no fault of the file's own.
+TOTAL = re.compile(r'^omniidl: (\d+ (error|warning)|Warning: -nc option|Error running preprocessor)|'
+                   r': Warning: Confused by pre-processor line directives$')
 
 
 def translate(text: str) -> list[str]:
     """Each message with a column; what sums them up is left out."""
     lines = []
     for raw in text.splitlines():
-        if TOTAL.match(raw) or not raw.strip() or raw.startswith('omniidl: Error running preprocessor'):
+        if TOTAL.search(raw) or not raw.strip():
             continue
         match = PLACED.match(raw)
         lines.append(place(match[1], int(match[2]), match[3]) if match else re.sub('^omniidl: ', '', raw))

@@ -33,6 +33,13 @@ class WsdlReader:
         self.exceptions: dict[tuple[str, str], str] = {}
 
     def description(self) -> dict:
+        try:
+            return self.read()
+        except (AttributeError, IndexError, KeyError, TypeError, ValueError):
+            # Anything may be missing or in another place where somebody else wrote it.
+            raise WsdlError(f'{self.path}: this is WSDL, but not as caldane-idl writes it') from None
+
+    def read(self) -> dict:
         for schema in self.root.iter(tag(XSD, 'schema')):
             namespace = schema.get('targetNamespace', '')
             self.exceptions |= {(namespace, element.get('name')): '' for element in schema.findall(tag(XSD, 'element'))}

@@ -78,7 +78,9 @@ void check_authority(std::string_view url, std::string_view authority) {
     const std::size_t colon = authority.find(':');
     const std::string_view host = authority.substr(0, colon);
     if (host.empty()) refuse(url, "the URL has no host");
-    if (host.find_first_of("@[]") != std::string_view::npos)
+    if (authority.find('@') != std::string_view::npos)
+        refuse(url, "the URL names a user, which is not supported");
+    if (host.find_first_of("[]") != std::string_view::npos)
         refuse(url, "the URL's host is no name and no IPv4 address");
     if (colon == std::string_view::npos) return;
     const std::string_view digits = authority.substr(colon + 1);

@@ -120,7 +120,9 @@ class Wsdl(unittest.TestCase):
             self.assertEqual(json.loads(done.stdout)['c'], 4294967295, done.stderr)
 
     def test_faulty_files_are_told(self):
-        cases = {'<a/>': 'root element', '<a': ':1:', '': ':1:'}
+        foreign = ('<definitions xmlns="http://schemas.xmlsoap.org/wsdl/"><portType name="P"><operation name="x"/>'
+                   '</portType></definitions>')
+        cases = {'<a/>': 'root element', '<a': ':1:', '': ':1:', foreign: 'not as caldane-idl writes it'}
         for text, message in cases.items():
             path = os.path.join(self.folder.name, 'faulty.wsdl')
             with open(path, 'w', encoding='utf-8') as file:

@@ -21,6 +21,10 @@ public:
     const ExitCode code;
 };
 
+/// Prints the one line that a run ends with on standard error. What other programs put into it, line ends and
+/// bytes that could steer a terminal among it, is shown as dots.
+void tell(const std::string& line);
+
 [[noreturn]] inline void wrong_usage(const std::string& line) {
     throw Failure(kUsage, line);
 }

@@ -44,7 +44,10 @@ template <class T>
 void put_real(void* address, const Json& source, const std::string& where) {
     T& target = *static_cast<T*>(address);
     if (source.is_number()) {
-        target = static_cast<T>(source.get<double>());
+        const auto number = source.get<double>();
+        if (std::abs(number) > static_cast<double>(std::numeric_limits<T>::max()))
+            unfit(where, "a number that a float can have", source);
+        target = static_cast<T>(number);
     } else if (source == "NaN") {
         target = std::numeric_limits<T>::quiet_NaN();
     } else if (source == "INF") {

@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -175,7 +176,7 @@ public:
             repetition.add(Repetition::Clock::now() - begun);
             if (interrupted != 0 && i + 1 < options_.repeat && code == kDone) code = kInterrupted;
         }
-        if (options_.time || options_.repeat > 1) repetition.summarise(std::cerr);
+        if (options_.repeat > 1 || (options_.time && code == kDone)) repetition.summarise(std::cerr);
         return code;
     }
 
@@ -236,7 +237,7 @@ private:
             const std::optional<LooseReply> reply = loose(messages);
             if (reply && reply->is_fault && !reply->exception.empty())
                 return print_exception(reply->exception, reply->values);
-            std::cerr << "soapcall: " << error.what() << '\n';
+            tell(error.what());
             return kSystemException;
         }
         const auto messages = last ? shown() : std::vector<WireMessage>();
@@ -265,7 +266,8 @@ private:
         if (!trace_) return {};
         std::vector<WireMessage> messages = trace_->take();
         if (options_.show) {
-            const bool coloured = ::isatty(STDOUT_FILENO) != 0;
+            const char* const plain = std::getenv("NO_COLOR");
+            const bool coloured = ::isatty(STDOUT_FILENO) != 0 && (plain == nullptr || *plain == '\0');
             for (const WireMessage& message : messages) show(std::cout, message, coloured);
             std::cout.flush();
         }
@@ -278,7 +280,7 @@ private:
     }
 
     static int print_exception(const std::string& name, const Json& members) {
-        std::cerr << "soapcall: " << name << ' ' << text_of(members, -1) << '\n';
+        tell(name + " " + text_of(members, -1));
         return kUserException;
     }
 
@@ -336,22 +338,40 @@ void declare(CLI::App& app, Options& options) {
     app.add_flag("--latin1", options.latin1, "text is one byte a character, and nothing is checked");
 }
 
+/// Whether a text can be the name of an XML element, as far as ASCII goes.
+bool is_name(const std::string& text) {
+    const auto stands = [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c < 0;
+    };
+    return !text.empty() && stands(text[0]) && !std::isdigit(static_cast<unsigned char>(text[0])) &&
+           std::all_of(text.begin(), text.end(), [&](char c) { return stands(c) || c == '-' || c == '.'; });
+}
+
 /// What would make a message that no server can read.
-void check(const Options& options) {
+void check_names(const Options& options) {
     const auto is_control = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
     if (std::any_of(options.action.begin(), options.action.end(),
                     [&](char c) { return is_control(c) || c == '"'; }))
         wrong_usage("--action cannot have quotes and control characters in it");
     for (const std::string& word : options.headers) {
         const std::string name = split(word, "header of the form name=value").first;
-        const bool begins =
-            std::isalpha(static_cast<unsigned char>(name[0])) || name[0] == '_' || name[0] < 0;
-        const bool is_name = begins && std::all_of(name.begin(), name.end(), [](char c) {
-                                 return std::isalnum(static_cast<unsigned char>(c)) || c == '_' || c == '-' ||
-                                        c == '.' || c < 0;
-                             });
-        if (!is_name) wrong_usage("--header: '" + name + "' is no name of an XML element");
+        if (!is_name(name)) wrong_usage("--header: '" + name + "' is no name of an XML element");
     }
+    if (!is_name(options.operation)) wrong_usage("'" + options.operation + "' is no name of an operation");
+    for (const std::string& word : options.arguments) {
+        const std::string left = split(word, "argument of the form name=value").first;
+        const std::string name = left.substr(0, left.find(':'));
+        if (!is_name(name)) wrong_usage("'" + name + "' is no name of a parameter");
+    }
+}
+
+/// Options that would be without effect.
+void check_types(const Options& options) {
+    const bool has_file = !options.idl.empty() || !options.wsdl.empty();
+    if (!has_file && (!options.interface_name.empty() || !options.include_folders.empty()))
+        wrong_usage("--interface and -I go with --idl or --wsdl");
+    if (has_file && (!options.returns.empty() || !options.name_space.empty()))
+        wrong_usage("--returns and --namespace are what --idl and --wsdl tell: leave them out");
 }
 
 /// Takes -Dname=value and -help, which are the transport's, out of the words.
@@ -387,7 +407,8 @@ int run(int argc, char** argv) {
             wrong_usage(std::string(error.what()) + "; see soapcall --help");
         }
         options.has_action = app.count("--action") > 0;
-        check(options);
+        check_names(options);
+        check_types(options);
         caller.emplace(options);
     }
     int property_count = static_cast<int>(properties.size());
@@ -397,7 +418,7 @@ int run(int argc, char** argv) {
     Caldane::shutdown();
     // Who closed the pipe wants no more, and needs no word about it.
     if (!std::cout.flush() && errno != EPIPE) {
-        std::cerr << "soapcall: the output cannot be written: " << std::strerror(errno) << '\n';
+        tell(std::string("the output cannot be written: ") + std::strerror(errno));
         if (code == kDone) code = kUnusable;
     }
     return code;
@@ -409,16 +430,16 @@ int main(int argc, char** argv) {
     try {
         return run(argc, argv);
     } catch (const Failure& failure) {
-        if (*failure.what() != '\0') std::cerr << "soapcall: " << failure.what() << '\n';
+        if (*failure.what() != '\0') tell(failure.what());
         return failure.code;
     } catch (const Caldane::SetupError& error) {
-        std::cerr << "soapcall: " << error.what() << '\n';
+        tell(error.what());
         return kUsage;
     } catch (const Caldane::SystemError& error) {
-        std::cerr << "soapcall: " << error.what() << '\n';
+        tell(error.what());
         return error.kind() == _Caldane_SystemException::INV_OBJREF ? kUsage : kSystemException;
     } catch (const std::exception& error) {
-        std::cerr << "soapcall: " << error.what() << '\n';
+        tell(error.what());
         return kSystemException;
     }
 }
