@@ -123,14 +123,19 @@ void Caldane::shutdown() {
     runCallbacks(STAGE_SHUTDOWN);
 }
 
-_Caldane_Object Caldane::string_to_object(std::string_view url) {
+_Caldane_Object Caldane::string_to_object(std::string_view given) {
+    // Schemes count without regard to case (RFC 3986 section 3.1); from here on this one is in lower case.
+    std::string url(given);
+    const auto colon = url.begin() + static_cast<std::ptrdiff_t>(std::min(url.find(':'), url.size()));
+    std::transform(url.begin(), colon, url.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
     const std::size_t scheme = url.starts_with("http://") ? 7 : url.starts_with("https://") ? 8 : 0;
-    if (scheme == 0) refuse(url, "an object's URL begins with http:// or https://");
+    if (scheme == 0) refuse(given, "an object's URL begins with http:// or https://");
     const auto unfit = [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == 0x7F; };
-    if (std::any_of(url.begin(), url.end(), unfit)) refuse(url, "the URL holds blanks or control characters");
-    check_authority(url, url.substr(scheme, url.find('/', scheme) - scheme));
+    if (std::any_of(url.begin(), url.end(), unfit)) refuse(given, "the URL holds blanks or control characters");
+    check_authority(given, std::string_view(url).substr(scheme, url.find('/', scheme) - scheme));
     _IOP_IOR* ior = _IOP_IOR::from_url(_Caldane_String(url));
-    if (ior == nullptr) refuse(url, "memory has ended");
+    if (ior == nullptr) refuse(given, "memory has ended");
     _Caldane_Object object(ior);
     object.setSecurity(static_cast<_Caldane_Boolean>(ior->isSecure()));
     return object;

@@ -118,6 +118,7 @@ TEST(Reference, IsAValueThatTheValueModelKnows) {
     EXPECT_FALSE(other._convert_from(text));
     EXPECT_TRUE(other._convert_from(object));
     EXPECT_TRUE(other._equals(Caldane::string_to_object("https://h:1/p")));
+    EXPECT_TRUE(other._equals(Caldane::string_to_object("HTTPS://h:1/p")));
     EXPECT_FALSE(other._equals(Caldane::string_to_object("https://h:1/q")));
     const _Caldane_Object& itself = other;
     other = itself;
