@@ -132,7 +132,8 @@ _Caldane_Object Caldane::string_to_object(std::string_view given) {
     const std::size_t scheme = url.starts_with("http://") ? 7 : url.starts_with("https://") ? 8 : 0;
     if (scheme == 0) refuse(given, "an object's URL begins with http:// or https://");
     const auto unfit = [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == 0x7F; };
-    if (std::any_of(url.begin(), url.end(), unfit)) refuse(given, "the URL holds blanks or control characters");
+    if (std::any_of(url.begin(), url.end(), unfit))
+        refuse(given, "the URL holds blanks or control characters");
     check_authority(given, std::string_view(url).substr(scheme, url.find('/', scheme) - scheme));
     _IOP_IOR* ior = _IOP_IOR::from_url(_Caldane_String(url));
     if (ior == nullptr) refuse(given, "memory has ended");
