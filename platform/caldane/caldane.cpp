@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <utility>
 #include <vector>
 
+#include "broker_settings.h"
 #include "object_adapter.h"
 #include "process.h"
 
@@ -60,14 +62,7 @@ Options take_options(int& argc, char** argv) {
     return options;
 }
 
-/// A limit that was set and is none would go unnoticed until it is needed.
-void check_number(const char* name, double least) {
-    const _Caldane_Properties& properties = SOA::getProperties();
-    const char* const value = properties.get(name);
-    if (value == nullptr || properties.number(name, -1) >= least) return;
-    throw Caldane::SetupError("the property " + std::string(name) + " is '" + value +
-                              "' and has to be a number, " + (least > 0 ? "1" : "0") + " or more");
-}
+const Caldane::SettingTable settings(kBrokerSettings);
 
 [[noreturn]] void refuse(std::string_view url, const std::string& reason) {
     throw Caldane::SystemError(_Caldane_SystemException::INV_OBJREF, reason, "string_to_object",
@@ -103,12 +98,12 @@ bool Caldane::init(int& argc, char** argv) {
         if (!error.empty()) throw SetupError(error);
     }
     for (const auto& [name, value] : options.properties) properties.set(name, value);
-    check_number("call_timeout", 0);
-    check_number("dispatcher_threads", 1);
-    check_number("socket_limit", 1);
+    // A number that is none would go unnoticed until it is needed.
+    SettingTable::check(properties);
     SOA::socketResource().limit(caldane_socket_limit());
     if (options.help) {
         runCallbacks(STAGE_USAGE);
+        SettingTable::print(stdout);
         return false;
     }
     started = true;

@@ -10,6 +10,7 @@
 
 #include <caldane/servant.h>
 
+#include "broker_settings.h"
 #include "object_adapter.h"
 #include "process.h"
 
@@ -29,8 +30,8 @@ _Caldane_String name_of_endpoint() {
 
 /// The limit as properties and system have it now.
 std::int64_t caldane_socket_limit() {
-    const double wanted = SOA::getProperties().number("socket_limit", 0);
-    if (wanted >= 1) return static_cast<std::int64_t>(std::min(wanted, 1e9));
+    const double wanted = broker_setting("socket_limit").number();
+    if (wanted >= 1) return static_cast<std::int64_t>(wanted);
     struct rlimit files = {};
     if (getrlimit(RLIMIT_NOFILE, &files) != 0 || files.rlim_cur == RLIM_INFINITY) {
         return std::numeric_limits<std::int32_t>::max();

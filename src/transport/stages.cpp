@@ -7,6 +7,7 @@
 #include "addressing/soap_profile_factory.h"
 #include "client/usage.h"
 #include "server/soap_server.h"
+#include "settings/settings.h"
 #include "transport/broker.h"
 #include "transport/soap_transport_info.h"
 #include "transport/trace_stage.h"
@@ -17,6 +18,7 @@ std::int32_t _SOAP_Info_Loader = 0;
 
 namespace {
 
+const Caldane::SettingTable settings(kTransportSettings);
 [[maybe_unused]] const int transport_installed = Caldane::installCallback(soap_transport_stage);
 [[maybe_unused]] const auto& addresses_built = endpoint_table();
 [[maybe_unused]] const int factory_installed = Caldane::installCallback(soap_profile_factory_stage);

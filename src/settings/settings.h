@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <caldane/settings.h>
+
+/// The properties that the transport reads: one row each, and no other place for their names and defaults.
+/// Broker and transport show and check them by this table; `docs/configuration.md` is held against it.
+inline constexpr Caldane::Setting kTransportSettings[] = {
+    Caldane::Setting::flag("SOAP_CLIENT_CHUNKING", "send requests chunked"),
+    Caldane::Setting::flag("SOAP_ENABLE_RPC_ENCODER", "make calls in SOAP section 5 encoding"),
+    Caldane::Setting::number("SOAP_HANDSHAKE_TIMEOUT", "seconds", 10, 0, 1e6,
+                             "fail a TLS handshake that takes longer; 0: no limit"),
+    Caldane::Setting::whole("SOAP_MAX_BODY", "bytes", 256 << 20, 0, Caldane::Setting::kNoEnd,
+                            "the largest body that is read; 0: no limit"),
+    Caldane::Setting::number("SOAP_READ_TIMEOUT", "seconds", 30, 0, 1e6,
+                             "close a server's connection on which nothing moves for so long; 0: never"),
+    Caldane::Setting::text("SOAP_TRACE", "file", "none", "append all that connections carry to the file"),
+    Caldane::Setting::flag("SOAP_UTF8_TEXT", "texts are UTF-8 and not one byte a character"),
+    Caldane::Setting::flag("ZOLT_SSL", "understand references to secure endpoints besides plain ones"),
+    Caldane::Setting::flag("ZOLT_SSL_CLIENT_AUTH", "demand a certificate of each client"),
+    Caldane::Setting::text("ZOLT_SSL_EXACT_USR", "subject", "none",
+                           "the certificate to show, by its subject"),
+    Caldane::Setting::flag("ZOLT_SSL_NO_SERVER_AUTH", "do not check who the server is"),
+    Caldane::Setting::flag("ZOLT_SSL_ONLY", "understand references to secure endpoints alone"),
+    // What is no number counts as 0 in these two, and is not refused.
+    Caldane::Setting::text("ZOLT_SSL_PROTO", "number", "0", "the TLS protocol; 0: the provider's default"),
+    Caldane::Setting::text("ZOLT_SSL_USR", "part of a subject", "none", "the certificate to show"),
+    Caldane::Setting::text("ZOLT_SSL_VENDOR", "number", "2", "the kind of security provider"),
+    Caldane::Setting::text("default_SOAPAction", "action", "the operation's name", "the SOAPAction of calls"),
+    Caldane::Setting::text("<oper>_ATTRIBUTE", "raw text", "none", "text for the start tag of one operation"),
+    Caldane::Setting::text("<oper>_SOAPAction", "action", "default_SOAPAction", "that of one operation"),
+    Caldane::Setting::text("proxy", "host:port", "none", "the proxy that clients connect to"),
+};
+
+/// The row of that name; one that is not in the table does not compile.
+consteval const Caldane::Setting& setting(std::string_view name) {
+    return Caldane::setting_in(kTransportSettings, name);
+}
