@@ -195,12 +195,14 @@ TEST_F(Handle, AddingFromAnotherThreadTakesEffectInTheWaitThatIsUnderWay) {
 }
 
 enum class Leave { taken_out, reported, reported_and_kept, in_the_set, left_behind };
+constexpr const char* kLeaveNames[] = {"TakenOut", "Reported", "ReportedAndKept", "InTheSet", "LeftBehind"};
 
 class ReusedNumber : public Handle, public testing::WithParamInterface<Leave> {};
 
 INSTANTIATE_TEST_SUITE_P(Ways, ReusedNumber,
                          testing::Values(Leave::taken_out, Leave::reported, Leave::reported_and_kept,
-                                         Leave::in_the_set, Leave::left_behind));
+                                         Leave::in_the_set, Leave::left_behind),
+                         [](const auto& test) { return kLeaveNames[static_cast<int>(test.param)]; });
 
 TEST_P(ReusedNumber, StandsForTheNewSocket) {
     for (int round = 0; round < 3; ++round) {
