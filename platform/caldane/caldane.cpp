@@ -115,6 +115,7 @@ void Caldane::shutdown() {
     if (!std::exchange(started, false)) return;
     ObjectAdapter::instance().end_servers();
     static_cast<void>(Dispatcher::stop(ObjectAdapter::instance().time_to_end()));
+    ObjectAdapter::instance().let_go();
     runCallbacks(STAGE_SHUTDOWN);
 }
 

@@ -81,6 +81,20 @@ private:
     _Caldane_Transport_ServerFrame& frame;
 };
 
+/// The servant is held no longer than this takes.
+void serve(FramedRequest& request, const _Caldane_String& key, const _Caldane_String& oper) {
+    const ServantTable::InCall in_call;
+    const ServantTable::Held servant = ObjectAdapter::instance().find(std::string_view(key));
+    if (servant == nullptr) {
+        request.fail(_Caldane_SystemException::INV_OBJREF, "no object under the key " + quoted(key));
+    } else if (const auto* operation = servant->_operations().find(std::string_view(oper))) {
+        request.declared = operation->exceptions;
+        operation->dispatch(*servant, request, *operation);
+    } else {
+        request.fail(_Caldane_SystemException::UNKNOWN, "the object has no operation " + quoted(oper));
+    }
+}
+
 }  // namespace
 
 _SOA_Call::~_SOA_Call() = default;
@@ -95,15 +109,7 @@ _SOA_IncomingCall::~_SOA_IncomingCall() = default;
 
 _Caldane_Boolean _SOA_IncomingCall::invoke() {
     FramedRequest request(*this, frame_);
-    _Caldane_ImplBase* servant = ObjectAdapter::instance().find(target_key_);
-    if (servant == nullptr) {
-        request.fail(_Caldane_SystemException::INV_OBJREF, "no object under the key " + quoted(target_key_));
-    } else if (const auto* operation = servant->_operations().find(oper())) {
-        request.declared = operation->exceptions;
-        operation->dispatch(*servant, request, *operation);
-    } else {
-        request.fail(_Caldane_SystemException::UNKNOWN, "the object has no operation " + quoted(oper()));
-    }
+    serve(request, target_key_, oper());
     frame_.finished(*this);
     return static_cast<_Caldane_Boolean>(request.replied);
 }

@@ -12,12 +12,17 @@
 
 namespace {
 
-const char* reason_for(int code) {
+constexpr std::int32_t kAddressTaken = 2;
+// Seconds that calls have to end with the servers.
+constexpr double kInAll = 10;
+constexpr double kLastMoment = 0.2;
+
+const char* reason_for(std::int32_t code) {
     switch (code) {
         case 1:
             return "the port is in use for the other kind, secure or plain";
-        case 2:
-            return "another object has this address";
+        case kAddressTaken:
+            return "this process has used an address that differs from it in capitals alone";
         case -1:
             return "no socket is left (see the property socket_limit)";
         case -2:
@@ -35,10 +40,6 @@ const char* reason_for(int code) {
     }
 }
 
-[[noreturn]] void refuse(std::string_view address, const std::string& reason) {
-    throw Caldane::SetupError("cannot publish at " + std::string(address) + ": " + reason);
-}
-
 /// The port in a URL, 0 if there is none.
 int port_of(std::string_view url) {
     const std::size_t host = url.find("://");
@@ -52,60 +53,34 @@ int port_of(std::string_view url) {
 
 }  // namespace
 
-PublishedAddress PublishedAddress::parse(std::string_view text) {
-    PublishedAddress parts;
-    const std::size_t colon = text.find(':');
-    const std::size_t slash = text.find('/');
-    if (colon == std::string_view::npos || slash == std::string_view::npos || slash < colon) {
-        refuse(text, reason_for(-6));
-    }
-    const std::string_view digits = text.substr(colon + 1, slash - colon - 1);
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), parts.port);
-    if (digits.empty() || error != std::errc() || end != digits.data() + digits.size() || parts.port < 0 ||
-        parts.port > 65535) {
-        refuse(text, "the port is not a number from 0 to 65535");
-    }
-    const auto unfit = [](char c) {
-        return static_cast<unsigned char>(c) <= ' ' || c == '"' || c == '<' || c == '>';
-    };
-    if (std::any_of(text.begin(), text.end(), unfit))
-        refuse(text, "it holds characters that no URL may have");
-    parts.host = text.substr(0, colon);
-    parts.path = text.substr(slash + 1);
-    return parts;
-}
-
 ObjectAdapter& ObjectAdapter::instance() {
     static ObjectAdapter* const adapter = new ObjectAdapter;
     return *adapter;
 }
 
-_Caldane_ImplBase* ObjectAdapter::find(std::string_view key) const {
-    const std::shared_lock lock(mutex);
-    const auto found = servants.find(key);
-    return found != servants.end() ? found->second : nullptr;
-}
-
-/// Makes the servant known under all keys or, if one of them is another's, under none. Gives the new ones.
-std::vector<std::string> ObjectAdapter::enter(const std::set<std::string>& keys, _Caldane_ImplBase& servant,
-                                              std::string_view address) {
-    const std::unique_lock lock(mutex);
-    std::vector<std::string> fresh;
-    for (const std::string& key : keys) {
-        const auto found = servants.find(key);
-        if (found == servants.end()) {
-            fresh.push_back(key);
-        } else if (found->second != &servant) {
-            refuse(address, "another object is known as '" + key + "'");
-        }
+/// The names under which the servant is to be known; refuses where another has one that it cannot do without.
+ServantTable::Names ObjectAdapter::names_for(const _Caldane_ImplBase& servant, std::string_view key,
+                                             std::string_view address, const PublishedAddress& parts) const {
+    const auto is_free = [this, &servant](std::string_view name) {
+        const _Caldane_ImplBase* const present = servants.at(name);
+        return present == nullptr || present == &servant;
+    };
+    const auto taken = [](std::string_view name) {
+        return "another object is known as '" + std::string(name) + "'";
+    };
+    if (!is_free(key)) refuse_to_publish(address, taken(key));
+    ServantTable::Names names{std::string(key)};
+    if (parts.port != 0) {
+        if (!is_free(parts.route())) refuse_to_publish(address, "another object has this address");
+        names.push_back(parts.route());
     }
-    for (const std::string& key : fresh) servants.emplace(key, &servant);
-    return fresh;
-}
-
-void ObjectAdapter::forget(const std::vector<std::string>& keys) {
-    const std::unique_lock lock(mutex);
-    for (const std::string& key : keys) servants.erase(key);
+    // Where the port is not the listener's own, requests name the object by their path.
+    if (is_free(parts.path)) {
+        names.push_back(parts.path);
+    } else if (parts.port == 0) {
+        refuse_to_publish(address, taken(parts.path));
+    }
+    return names;
 }
 
 /// The servers of all transports, which are remembered from now on.
@@ -115,56 +90,84 @@ ObjectAdapter::Servers ObjectAdapter::servers_of_transports(std::string_view add
     Servers current;
     for (_Caldane_Transport_Info* transport : table.transports) {
         _Caldane_Transport_RPC_Server* server = transport->server();
-        if (server == nullptr) refuse(address, "memory has ended");
+        if (server == nullptr) refuse_to_publish(address, "memory has ended");
         // A transport goes on giving the server that it had.
-        if (ended.contains(server)) refuse(address, "the servers of this process have ended");
+        if (ended.contains(server)) refuse_to_publish(address, "the servers of this process have ended");
         if (std::find(servers.begin(), servers.end(), server) == servers.end()) servers.push_back(server);
         current.push_back(server);
     }
     if (current.empty())
-        refuse(address, "no transport is there: Caldane::init was not called, or none is linked");
+        refuse_to_publish(address, "no transport is there: Caldane::init was not called, or none is linked");
     return current;
 }
 
 /// Has the servers listen at the address.
-void ObjectAdapter::open(const Servers& current, std::string_view key, std::string_view address,
-                         const PublishedAddress& parts, bool secure) {
-    const std::string route = std::to_string(parts.port) + "/" + parts.path;
-    const bool same_route = routes.contains(route) && routes[route] == key;
-    const bool own_port = parts.port != 0 && open_ports.contains({parts.port, secure});
+void ObjectAdapter::open(const Servers& current, std::string_view address, const PublishedAddress& parts,
+                         bool secure) {
     for (_Caldane_Transport_RPC_Server* server : current) {
-        const std::int32_t code = server->add_endpoint(_Caldane_String(key), _Caldane_String(address),
-                                                       static_cast<_Caldane_Boolean>(secure));
-        // A port that we listen on already cannot be bound twice, but serves the new path all the same.
-        if (code == 0 || (code == -3 && own_port) || (code == 2 && same_route)) continue;
-        refuse(address, reason_for(code));
+        const std::int32_t code = open_at(*server, address, parts, secure);
+        if (code != 0) refuse_to_publish(address, reason_for(code));
     }
-    if (parts.port != 0) {
-        routes[route] = key;
-        open_ports.insert({parts.port, secure});
-    }
+    if (parts.port != 0) open_ports.insert({parts.port, secure});
 }
 
-void ObjectAdapter::publish(_Caldane_ImplBase& servant, std::string_view key, std::string_view address,
-                            bool secure) {
+/// 0, or why not, as `add_endpoint` tells it.
+std::int32_t ObjectAdapter::open_at(_Caldane_Transport_RPC_Server& server, std::string_view address,
+                                    const PublishedAddress& parts, bool secure) {
+    const std::pair route(&server, parts.route());
+    const auto known = told.find(route);
+    const _Caldane_String text(address);
+    const std::int32_t code =
+        server.add_endpoint(_Caldane_String(parts.route()), text, static_cast<_Caldane_Boolean>(secure));
+    const bool is_known = code == kAddressTaken && known != told.end();
+    if ((code > 0 && !is_known) || code == -6) return code;
+    // From here on the transport knows the route, also where it could not listen.
+    told.insert(route);
+    // A port that we listen on cannot be bound twice, but serves the new path all the same.
+    if (listens(parts.port, secure)) return 0;
+    return is_known ? server.listen_at(text, static_cast<_Caldane_Boolean>(secure)) : code;
+}
+
+/// Whether a listener of ours serves the port; for port 0, whether there is one of the kind.
+bool ObjectAdapter::listens(int port, bool secure) const {
+    return std::any_of(open_ports.begin(), open_ports.end(), [port, secure](const auto& open) {
+        return open.second == secure && (port == 0 || open.first == port);
+    });
+}
+
+void ObjectAdapter::publish(_Caldane_ImplBase& servant, const ServantTable::Held& owner, std::string_view key,
+                            std::string_view address, bool secure) {
     const PublishedAddress parts = PublishedAddress::parse(address);
     const std::lock_guard setup(setup_mutex);
     const Servers current = servers_of_transports(address);
-    // Where the port is not the listener's own, requests name the object by their path.
-    const std::vector<std::string> fresh = enter({std::string(key), parts.path}, servant, address);
+    const ServantTable::Names fresh = servants.enter(names_for(servant, key, address, parts), servant, owner);
     try {
-        open(current, key, address, parts, secure);
+        open(current, address, parts, secure);
+        servant.setSecurity(secure);
+        const _Caldane_Object object = refer_to(current, servant, key, address, parts);
+        const std::lock_guard lock(references_mutex);
+        references[&servant] = object;
     } catch (...) {
-        forget(fresh);
+        servants.forget(fresh);
         throw;
     }
-    servant.setSecurity(secure);
+}
+
+/// A reference to the servant at that address, with profiles of all servers.
+_Caldane_Object ObjectAdapter::refer_to(const Servers& current, _Caldane_ImplBase& servant,
+                                        std::string_view key, std::string_view address,
+                                        const PublishedAddress& parts) {
+    // Profiles lead to the first listener of the kind, whatever the port: the path has to tell which object
+    // it is.
+    const bool has_path = servants.at(parts.path) == &servant;
     _IOP_ProfileList profiles;
     for (_Caldane_Transport_RPC_Server* server : current) {
-        server->add_profiles(servant, _Caldane_String(parts.path), _Caldane_String(key), profiles);
+        server->add_profiles(servant, _Caldane_String(has_path ? parts.path : parts.route()),
+                             _Caldane_String(key), profiles);
     }
     _IOP_IOR* ior = _IOP_IOR::generate(_Caldane_String(servant._operations().interface_id()), profiles);
-    if (ior == nullptr) refuse(address, "memory has ended");
+    if (ior == nullptr) refuse_to_publish(address, "memory has ended");
+    const bool secure = servant.getSecurity();
     const _Caldane_Object object(ior);
     ior->setSecurity(static_cast<_Caldane_Boolean>(secure));
     const int port = parts.port != 0 ? parts.port : port_of(std::string_view(ior->location()));
@@ -174,18 +177,19 @@ void ObjectAdapter::publish(_Caldane_ImplBase& servant, std::string_view key, st
         ior->publish_location(_Caldane_String((secure ? "https://" : "http://") + parts.host + ":" +
                                               std::to_string(port) + "/" + parts.path));
     }
-    const std::unique_lock lock(mutex);
-    references[&servant] = object;
+    return object;
 }
 
-void ObjectAdapter::withdraw(const _Caldane_ImplBase& servant) {
-    const std::unique_lock lock(mutex);
-    std::erase_if(servants, [&servant](const auto& entry) { return entry.second == &servant; });
-    references.erase(&servant);
+bool ObjectAdapter::withdraw(const _Caldane_ImplBase& servant) {
+    {
+        const std::lock_guard lock(references_mutex);
+        references.erase(&servant);
+    }
+    return servants.take_out(servant, [] { return instance().time_to_end() > kLastMoment; });
 }
 
 _Caldane_Object ObjectAdapter::reference(const _Caldane_ImplBase& servant) const {
-    const std::shared_lock lock(mutex);
+    const std::lock_guard lock(references_mutex);
     const auto found = references.find(&servant);
     return found != references.end() ? found->second : _Caldane_Object();
 }
@@ -202,13 +206,15 @@ void ObjectAdapter::end_servers() {
     for (_Caldane_Transport_RPC_Server* server : left) server->shutdown();
 }
 
+void ObjectAdapter::let_go() {
+    servants.let_go();
+}
+
 void ObjectAdapter::begin_to_end() {
     ending.store(std::chrono::steady_clock::now());
 }
 
 double ObjectAdapter::time_to_end() const {
-    constexpr double kInAll = 10;
-    constexpr double kLastMoment = 0.2;
     const auto begun = ending.load();
     if (begun == std::chrono::steady_clock::time_point{}) return kInAll;
     const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - begun;

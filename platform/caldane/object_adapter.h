@@ -3,50 +3,47 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <set>
-#include <shared_mutex>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include <caldane/object.h>
 
+#include "published_address.h"
+#include "servant_table.h"
+
 class _Caldane_ImplBase;
 class _Caldane_Transport_RPC_Server;
 
-/// host:port/path, as objects are published under.
-struct PublishedAddress {
-    std::string host;  // may be empty
-    int port = 0;      // 0: the system chooses
-    std::string path;
-
-    /// Throws SetupError for a text of another form.
-    static PublishedAddress parse(std::string_view text);
-};
-
-/// The servants of the process by their keys, and the servers that lead to them.
+/// The servants of the process, and the servers that lead to them.
 ///
-/// Keys are looked up by many workers at once, changed seldom. Never destroyed, since workers may outlive
-/// other statics.
+/// A servant is known by its key, by the route (port and path) of each of its addresses, and by its path
+/// where no other has the same. The transports are told the route as the object's key: what they once know
+/// they keep, so an address must not be tied to the servant that had it first. Never destroyed, since workers
+/// may outlive other statics.
 class ObjectAdapter {
 public:
     static ObjectAdapter& instance();
 
-    /// The servant under a key, null if there is none.
-    _Caldane_ImplBase* find(std::string_view key) const;
+    /// The servant under a name, to be held while a call is in it; null if there is none.
+    ServantTable::Held find(std::string_view name) const { return servants.find(name); }
 
-    void publish(_Caldane_ImplBase& servant, std::string_view key, std::string_view address, bool secure);
-    void withdraw(const _Caldane_ImplBase& servant);
+    /// A null `owner` leaves the servant to the caller.
+    void publish(_Caldane_ImplBase& servant, const ServantTable::Held& owner, std::string_view key,
+                 std::string_view address, bool secure);
+    bool withdraw(const _Caldane_ImplBase& servant);
     _Caldane_Object reference(const _Caldane_ImplBase& servant) const;
 
     void run();
     /// Ends the servers if `run` has not done so.
     void end_servers();
+    /// Lets go of the servants that it owns.
+    void let_go();
 
     /// Seconds that tasks have left once servers have begun to end: 10 in all, and at the last a moment.
     double time_to_end() const;
@@ -54,29 +51,27 @@ public:
 private:
     using Servers = std::vector<_Caldane_Transport_RPC_Server*>;
 
-    struct TextHash {
-        using is_transparent = void;
-        std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
-    };
-
     ObjectAdapter() = default;
 
-    std::vector<std::string> enter(const std::set<std::string>& keys, _Caldane_ImplBase& servant,
-                                   std::string_view address);
-    void forget(const std::vector<std::string>& keys);
+    ServantTable::Names names_for(const _Caldane_ImplBase& servant, std::string_view key,
+                                  std::string_view address, const PublishedAddress& parts) const;
     Servers servers_of_transports(std::string_view address);
-    void open(const Servers& current, std::string_view key, std::string_view address,
-              const PublishedAddress& parts, bool secure);
+    void open(const Servers& current, std::string_view address, const PublishedAddress& parts, bool secure);
+    std::int32_t open_at(_Caldane_Transport_RPC_Server& server, std::string_view address,
+                         const PublishedAddress& parts, bool secure);
+    bool listens(int port, bool secure) const;
+    _Caldane_Object refer_to(const Servers& current, _Caldane_ImplBase& servant, std::string_view key,
+                             std::string_view address, const PublishedAddress& parts);
     Servers take_servers();
     void begin_to_end();
 
-    mutable std::shared_mutex mutex;
-    std::unordered_map<std::string, _Caldane_ImplBase*, TextHash, std::equal_to<>> servants;
+    ServantTable servants;
+    mutable std::mutex references_mutex;
     std::map<const _Caldane_ImplBase*, _Caldane_Object> references;
 
     std::mutex setup_mutex;  // publishing, running, ending
     Servers servers;
-    std::map<std::string, std::string> routes;  // address to key, of what listens
+    std::set<std::pair<const _Caldane_Transport_RPC_Server*, std::string>> told;  // routes
     std::set<std::pair<int, bool>> open_ports;  // port and security of our listeners
     std::set<const _Caldane_Transport_RPC_Server*> ended;
     std::atomic<std::chrono::steady_clock::time_point> ending{};  // not yet: the clock's zero

@@ -75,11 +75,16 @@ SOA::ResourceCounter& SOA::socketResource() {
 }
 
 void SOA::publish(_Caldane_ImplBase& servant, std::string_view key, std::string_view address, bool secure) {
-    ObjectAdapter::instance().publish(servant, key, address, secure);
+    ObjectAdapter::instance().publish(servant, nullptr, key, address, secure);
 }
 
-void SOA::withdraw(const _Caldane_ImplBase& servant) {
-    ObjectAdapter::instance().withdraw(servant);
+void SOA::publish(const std::shared_ptr<_Caldane_ImplBase>& servant, std::string_view key,
+                  std::string_view address, bool secure) {
+    ObjectAdapter::instance().publish(*servant, servant, key, address, secure);
+}
+
+bool SOA::withdraw(const _Caldane_ImplBase& servant) {
+    return ObjectAdapter::instance().withdraw(servant);
 }
 
 _Caldane_Object SOA::reference(const _Caldane_ImplBase& servant) {

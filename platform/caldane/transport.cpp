@@ -40,6 +40,10 @@ void* _Caldane_Transport_RPC_Server::_safe_cast(const void*) {
     return nullptr;
 }
 
+std::int32_t _Caldane_Transport_RPC_Server::listen_at(const _Caldane_String&, _Caldane_Boolean) {
+    return -4;
+}
+
 void _Caldane_Transport_ServerFrame::finished(_SOA_Call&) {}
 
 _Caldane_Transport_Info::~_Caldane_Transport_Info() = default;

@@ -51,6 +51,9 @@ public:
     void add_profiles(_Caldane_ImplBase& implementation, const _Caldane_String& key_text,
                       const _Caldane_String& name_text, _IOP_ProfileList& profile_list) override;
     void release_security(const _Caldane_String& first, const _Caldane_String& second) override;
+    std::int32_t listen_at(const _Caldane_String& address, _Caldane_Boolean secure) override {
+        return open_listener(address.c_str(), secure);
+    }
 
     /// Opens a listener on all addresses, at the port behind the first ":" of `address` (none: the system
     /// chooses). 0, or -1 to -5 as `add_endpoint`.

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <atomic>
+#include <cstdlib>
 #include <functional>
+#include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -106,7 +109,8 @@ private:
     _Caldane_Transport_RPC_Client* client_ = nullptr;
 };
 
-/// The fake transport's server: `run` waits for `shutdown`.
+/// The fake transport's server: `run` waits for `shutdown`. It keeps the addresses that it was told, as a
+/// real one does, and listens on a port once.
 class FakeServer final : public _Caldane_Transport_RPC_Server {
 public:
     ~FakeServer() override = default;
@@ -128,24 +132,48 @@ public:
     }
     std::int32_t ready() override { return 1; }
     std::int32_t add_endpoint(const _Caldane_String& key, const _Caldane_String& address,
-                              _Caldane_Boolean) override {
-        endpoints.push_back(std::string(key.view()) + "@" + std::string(address.view()));
-        return answer;
+                              _Caldane_Boolean secure) override {
+        const std::string text(address.view());
+        const std::string route = text.substr(text.find(':') + 1);
+        if (answer > 0 || answer == -6) return answer;
+        return endpoints.emplace(route, key.view()).second ? listen_at(address, secure) : 2;
+    }
+    std::int32_t listen_at(const _Caldane_String& address, _Caldane_Boolean) override {
+        if (answer != 0) return answer;
+        const int port = std::atoi(std::string(address.view()).c_str() + address.view().find(':') + 1);
+        return port == 0 || ports.insert(port).second ? 0 : -3;
     }
     void add_profiles(_Caldane_ImplBase&, const _Caldane_String& path, const _Caldane_String&,
                       _IOP_ProfileList& list) override {
-        const std::string url = "http://10.0.0.9:4711/" + std::string(path.view());
+        paths.emplace_back(path.view());
+        const std::string url = "http://10.0.0.9:4711/" + paths.back();
         list.append((new FakeProfile(3, _IOP_OctetSeq(_Caldane_String(url))))->create_handle());
     }
     void release_security(const _Caldane_String&, const _Caldane_String&) override {}
 
-    std::int32_t answer = 0;
-    std::vector<std::string> endpoints;
+    std::int32_t answer = 0;                       // 0: as it is; else why nothing can be opened
+    std::map<std::string, std::string> endpoints;  // port and path, to the key that the broker is told
+    std::set<int> ports;
+    std::vector<std::string> paths;  // of profiles
     std::atomic<bool> ran{false};
     std::atomic<bool> ended{false};
     std::atomic<bool> left{false};
     int shutdowns = 0;
 };
+
+/// Makes the call of an operation without parameters; true if the servant was reached.
+inline bool call_in(const std::string& key, const char* operation) {
+    struct Frame final : _Caldane_Transport_ServerFrame {
+        _Caldane_Boolean demarshal_args(_SOA_Call&, _Caldane_ArgList&) override { return _Caldane_TRUE; }
+        _Caldane_Boolean marshal_reply(_SOA_Call&, _Caldane_ArgList&) override { return _Caldane_TRUE; }
+        _Caldane_Boolean marshal_exception(_SOA_Call&, _Caldane_ExceptionBase&) override {
+            return _Caldane_TRUE;
+        }
+    } frame;
+    _Caldane_CallInfo info;
+    return _SOA_IncomingCall(frame, _Caldane_String(key), "", operation, "", "", info, nullptr).invoke() !=
+           _Caldane_FALSE;
+}
 
 /// A new server, which lives on: the adapter knows it until it has ended it.
 inline FakeServer& fake_server() {

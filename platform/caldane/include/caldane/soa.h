@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 
 #include <caldane/context.h>
@@ -53,12 +54,21 @@ private:
 ResourceCounter& socketResource();
 
 /// Makes `servant` reachable under `address` (host:port/path, port 0 for one that the system chooses), known
-/// to the adapter as `key`. The servant stays the caller's and must live until `withdraw` or the end of
-/// `run`. Throws Caldane::SetupError, which names the address and the reason.
+/// to the adapter as `key`. The servant stays the caller's and must live until `withdraw` has given true or
+/// `run` has ended. Throws Caldane::SetupError, which names the address and the reason; nothing is left
+/// behind then, and the same may be tried again.
 void publish(_Caldane_ImplBase& servant, std::string_view key, std::string_view address, bool secure = false);
 
-/// Takes a servant away: later calls find no object. Calls under way go on.
-void withdraw(const _Caldane_ImplBase& servant);
+/// The same for a servant that the adapter keeps, besides its other owners: until it is withdrawn, or the
+/// broker is shut down, and its last call has ended.
+void publish(const std::shared_ptr<_Caldane_ImplBase>& servant, std::string_view key,
+             std::string_view address, bool secure = false);
+
+/// Takes a servant away: later calls find no object. Waits for the calls that are in it, and gives true when
+/// they have ended: then the servant is used no more. In a call, of this servant or of another, it does not
+/// wait, since calls could wait for each other; it gives false then, as it does once the servers have ended
+/// and the time for that is over.
+bool withdraw(const _Caldane_ImplBase& servant);
 
 /// The reference of a published servant, nil if it is not published.
 _Caldane_Object reference(const _Caldane_ImplBase& servant);

@@ -85,6 +85,9 @@ public:
                               const _Caldane_String& name_text, _IOP_ProfileList& profile_list) = 0;
     virtual void release_security(const _Caldane_String& first, const _Caldane_String& second) = 0;
     virtual void* _safe_cast(const void* type);
+    /// Opens the listener of an address that `add_endpoint` took while it could not listen there: 0, or -1 to
+    /// -5 as there.
+    virtual std::int32_t listen_at(const _Caldane_String& address, _Caldane_Boolean secure);
 
     /// The credentials of secure listeners, as the derived class stored them.
     void* getSSLContext() const { return ssl_context; }
