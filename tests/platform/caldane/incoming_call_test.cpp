@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <stdexcept>
+#include <thread>
 
 #include "broker_fixtures.h"
 
@@ -76,8 +77,14 @@ public:
         left -= 1;
         return 42;
     }
-    void ring() override { ++rings; }
+    void ring() override {
+        ++rings;
+        caller = SOA::current_peer();
+        std::thread([this] { elsewhere = SOA::current_peer().address; }).join();
+    }
     int rings = 0;
+    SOA::Peer caller;
+    std::string elsewhere;
 };
 
 class IncomingCall : public testing::Test {
@@ -177,4 +184,30 @@ TEST_F(IncomingCall, DeclaredExceptionsGoOutAndAllElseGivesNothingAway) {
 TEST_F(IncomingCall, WhatTheFrameThrowsReachesTheTransport) {
     frame_->raise_on_read = true;
     EXPECT_THROW(call("store", "take"), ParserError);
+}
+
+TEST_F(IncomingCall, TheServantLearnsWhoCalls) {
+    const SOA::Peer plain{.address = "192.0.2.7", .port = 4711};
+    const SOA::Peer proven{.address = "2001:db8::1",
+                           .port = 443,
+                           .secure = true,
+                           .subject = "CN=alice,O=Acme",
+                           .fingerprint = std::string(64, 'f')};
+    {
+        const SOA::PeerScope outer(plain);
+        {
+            const SOA::PeerScope inner(proven);
+            call("store", "ring");
+            EXPECT_EQ(store.caller.subject, proven.subject);
+            EXPECT_EQ(store.caller.fingerprint, proven.fingerprint);
+            EXPECT_TRUE(store.caller.secure);
+            EXPECT_EQ(store.elsewhere, "") << "other threads answer nobody";
+        }
+        call("store", "ring");
+        EXPECT_EQ(store.caller.address, plain.address);
+        EXPECT_EQ(store.caller.port, plain.port);
+        EXPECT_EQ(store.caller.subject, "");
+    }
+    call("store", "ring");
+    EXPECT_EQ(store.caller.address, "");
 }

@@ -8,6 +8,7 @@
 
 #include <caldane/context.h>
 #include <caldane/object.h>
+#include <caldane/peer.h>
 #include <caldane/properties.h>
 #include <caldane/string.h>
 
