@@ -5,10 +5,12 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <iterator>
 #include <memory>
 #include <thread>
 #include <vector>
 
+#include <caldane/basic.h>
 #include <caldane/dispatcher.h>
 #include <caldane/exceptions.h>
 #include <caldane/soa.h>
@@ -22,10 +24,20 @@ namespace {
 /// A server may not be shut down while its thread is about to enter `run`; nothing shows the moment.
 constexpr auto kSettling = std::chrono::milliseconds(20);
 
-/// Counts the wishes to stop. A semaphore, since a signal handler may do little else.
-struct StopSignal {
-    StopSignal() { sem_init(&semaphore, 0, 0); }
-    void post() { sem_post(&semaphore); }
+/// Counts the wishes to stop and to open files anew. A semaphore, since a signal handler may do little else.
+struct Wishes {
+    Wishes() { sem_init(&semaphore, 0, 0); }
+    /// Also from a signal handler.
+    void post(std::atomic<int>& wish) {
+        wish.fetch_add(1);
+        sem_post(&semaphore);
+    }
+    /// True if there was such a wish, which then counts as met.
+    static bool take(std::atomic<int>& wish) {
+        if (wish.load() == 0) return false;
+        wish.fetch_sub(1);
+        return true;
+    }
     void wait() {
         while (sem_wait(&semaphore) != 0 && errno == EINTR) {
         }
@@ -43,43 +55,44 @@ struct StopSignal {
         return true;
     }
     sem_t semaphore;
+    std::atomic<int> stop{0};
+    std::atomic<int> reopen{0};
 };
 
-StopSignal& stop_signal() {
-    static StopSignal* const signal = new StopSignal;
-    return *signal;
+Wishes& wishes() {
+    static Wishes* const all = new Wishes;
+    return *all;
 }
 
-sem_t* handler_semaphore = nullptr;  // set before the handlers are
+Wishes* handlers_wishes = nullptr;  // set before the handlers are
 
-extern "C" void caldane_stop_handler(int) {
+extern "C" void caldane_signal_handler(int signal) {
     const int error = errno;
-    sem_post(handler_semaphore);
+    handlers_wishes->post(signal == SIGHUP ? handlers_wishes->reopen : handlers_wishes->stop);
     errno = error;
 }
 
-/// SIGINT and SIGTERM end `run` while it lives.
+/// SIGINT and SIGTERM end `run` while it lives; SIGHUP, which people send to servers whose files they have
+/// moved, does not.
 class SignalHandlers {
 public:
     SignalHandlers() {
-        handler_semaphore = &stop_signal().semaphore;
+        handlers_wishes = &wishes();
         struct sigaction action = {};
-        action.sa_handler = &caldane_stop_handler;
+        action.sa_handler = &caldane_signal_handler;
         action.sa_flags = SA_RESTART;
         sigemptyset(&action.sa_mask);
-        sigaction(SIGINT, &action, &interrupt);
-        sigaction(SIGTERM, &action, &terminate);
+        for (std::size_t i = 0; i < std::size(kSignals); ++i) sigaction(kSignals[i], &action, &before[i]);
     }
     ~SignalHandlers() {
-        sigaction(SIGINT, &interrupt, nullptr);
-        sigaction(SIGTERM, &terminate, nullptr);
+        for (std::size_t i = 0; i < std::size(kSignals); ++i) sigaction(kSignals[i], &before[i], nullptr);
     }
     SignalHandlers(const SignalHandlers&) = delete;
     SignalHandlers& operator=(const SignalHandlers&) = delete;
 
 private:
-    struct sigaction interrupt = {};
-    struct sigaction terminate = {};
+    static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+    struct sigaction before[std::size(kSignals)] = {};
 };
 
 /// A server's loop on a thread of its own, from which signals are kept away.
@@ -113,14 +126,20 @@ private:
     std::thread thread;
 };
 
-/// Waits for the wish to stop; meanwhile, whoever started the process learns that it lives.
+/// Waits for the wish to stop; meanwhile, whoever started the process learns that it lives, and files are
+/// opened anew as often as that is wished.
 void await_stop() {
     ServiceManager& manager = ServiceManager::instance();
+    Wishes& all = wishes();
     manager.ready();
-    if (manager.interval().count() > 0) {
-        while (!stop_signal().wait_for(manager.interval())) manager.check();
-    } else {
-        stop_signal().wait();
+    while (!Wishes::take(all.stop)) {
+        if (Wishes::take(all.reopen)) {
+            Caldane::runCallbacks(Caldane::STAGE_REOPEN);
+        } else if (manager.interval().count() == 0) {
+            all.wait();
+        } else if (!all.wait_for(manager.interval())) {
+            manager.check();
+        }
     }
     manager.stopping();
 }
@@ -149,5 +168,5 @@ void SOA::run() {
 }
 
 void SOA::stop() {
-    stop_signal().post();
+    wishes().post(wishes().stop);
 }

@@ -5,11 +5,21 @@
 #include <cstdio>
 #include <cstring>
 
+#include "settings/settings.h"
 #include "streams/wire_trace.h"
 
 void soap_trace_stage(Caldane::Stage stage) {
-    if (stage == Caldane::STAGE_USAGE) return;
-    const char* const path = stage == Caldane::STAGE_INIT ? SOA::getProperties().get("SOAP_TRACE") : nullptr;
+    const char* path = nullptr;
+    switch (stage) {
+        case Caldane::STAGE_INIT:
+        case Caldane::STAGE_REOPEN:
+            path = setting("SOAP_TRACE").text();
+            break;
+        case Caldane::STAGE_SHUTDOWN:
+            break;
+        default:
+            return;
+    }
     if (wire_trace::open(path)) return;
     std::fprintf(stderr, "SOAP_TRACE: cannot write to %s: %s; there is no trace\n", path,
                  std::strerror(errno));

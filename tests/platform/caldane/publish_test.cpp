@@ -272,6 +272,10 @@ TEST_F(Publish, AnOwnedServantLivesAsLongAsItIsNeeded) {
 }
 
 TEST_F(Publish, ZRunServesUntilASignalAndThenThereIsNoMore) {
+    static std::promise<Caldane::Stage> reopened;
+    Caldane::installCallback([](Caldane::Stage stage) {
+        if (stage == Caldane::STAGE_REOPEN) reopened.set_value(stage);
+    });
     Shelf shelf;
     SOA::publish(shelf, "key", "127.0.0.1:4102/key");
     std::thread signaller([this] {
@@ -280,6 +284,9 @@ TEST_F(Publish, ZRunServesUntilASignalAndThenThereIsNoMore) {
         sigset_t all;
         sigfillset(&all);
         pthread_sigmask(SIG_BLOCK, &all, nullptr);
+        kill(getpid(), SIGHUP);
+        reopened.get_future().wait();
+        EXPECT_FALSE(server->left) << "SIGHUP ends no server";
         kill(getpid(), SIGTERM);
     });
     SOA::run();

@@ -11,8 +11,14 @@ enum Ownership : std::int32_t {
     OWNERSHIP_TAKE = 1,  ///< the callee takes the object over and frees it
 };
 
-/// The steps of a process's life at which installed callbacks are called.
-enum Stage : std::int32_t { STAGE_INIT = 0, STAGE_SHUTDOWN = 1, STAGE_USAGE = 2 };
+/// The steps of a process's life at which installed callbacks are called; one passes over those that it does
+/// not know.
+enum Stage : std::int32_t {
+    STAGE_INIT = 0,
+    STAGE_SHUTDOWN = 1,
+    STAGE_USAGE = 2,
+    STAGE_REOPEN = 3,  ///< files that are written on are opened anew: their names may stand for others now
+};
 
 using StageCallback = void (*)(Stage stage);
 

@@ -11,12 +11,15 @@ namespace SOA {
 /// Address and port are those of the other end of the connection: behind a proxy they are the proxy's. Only
 /// what is told of a certificate was proven.
 struct Peer {
-    std::string address;  ///< numeric, IPv4 or IPv6; empty where nobody calls
+    /// Numeric, IPv4 or IPv6; empty where nobody calls.
+    std::string address{};
     std::uint16_t port = 0;
-    bool secure = false;  ///< the connection is encrypted
-    std::string subject;  ///< of the certificate that the peer showed, as RFC 4514 writes it; else empty
-    std::string
-        fingerprint;  ///< SHA-256 of that certificate, 64 hexadecimal digits in lower case; else empty
+    /// The connection is encrypted.
+    bool secure = false;
+    /// Of the certificate that the peer showed, as RFC 4514 writes it; empty where it showed none.
+    std::string subject{};
+    /// SHA-256 of that certificate, 64 hexadecimal digits in lower case; else empty.
+    std::string fingerprint{};
 };
 
 /// The caller of the operation that runs on this thread; outside of calls, and on threads that a servant
