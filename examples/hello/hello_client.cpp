@@ -4,17 +4,17 @@
 #include "hello.h"
 
 int main(int argc, char** argv) {
-    if (!Caldane::init(argc, argv)) return 0;
     int code = 0;
     try {
+        if (!Caldane::init(argc, argv, "usage: hello_client [-Dname=value]... [URL [NAME]]\n")) return 0;
         const char* const url = argc > 1 ? argv[1] : "http://127.0.0.1:8090/greeter";
         const auto greeter = Hello::Greeter::_narrow(Caldane::string_to_object(url));
         std::cout << std::string_view(greeter->greet(argc > 2 ? argv[2] : "world", 2)) << '\n';
     } catch (const Hello::Nameless& exception) {
         std::cerr << "nobody was greeted: " << exception.reason << '\n';
         code = 3;
-    } catch (const Caldane::SystemError& error) {
-        std::cerr << error.what() << '\n';
+    } catch (const std::exception& error) {
+        std::cerr << "hello_client: " << error.what() << '\n';
         code = 2;
     }
     Caldane::shutdown();

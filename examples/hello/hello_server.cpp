@@ -14,11 +14,14 @@ class Greeter final : public Hello::POA_Greeter {
     }
 };
 
-int main(int argc, char** argv) {
-    if (!Caldane::init(argc, argv)) return 0;
+int main(int argc, char** argv) try {
+    if (!Caldane::init(argc, argv, "usage: hello_server [-Dname=value]...\n")) return 0;
     const auto greeter = std::make_shared<Greeter>();
-    SOA::publish(*greeter, "greeter", "127.0.0.1:8090/greeter");
+    SOA::publish(greeter, "greeter", "127.0.0.1:8090/greeter");
     std::cout << "ready " << SOA::reference(*greeter).url() << std::endl;
     SOA::run();
     Caldane::shutdown();
+} catch (const std::exception& error) {
+    std::cerr << "hello_server: " << error.what() << '\n';
+    return 1;
 }

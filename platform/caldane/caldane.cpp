@@ -88,8 +88,13 @@ void check_authority(std::string_view url, std::string_view authority) {
 
 }  // namespace
 
-bool Caldane::init(int& argc, char** argv) {
+bool Caldane::init(int& argc, char** argv, const char* usage) {
     if (started) throw SetupError("Caldane::init was called twice");
+    const std::string_view only = argc == 2 ? argv[1] : "";
+    if (usage != nullptr && (only == "-h" || only == "--help" || only == "-help")) {
+        std::fputs(usage, stdout);
+        if (only != "-help") return false;
+    }
     const Options options = take_options(argc, argv);
     _Caldane_Properties& properties = SOA::getProperties();
     properties.read_environment(environ);

@@ -39,11 +39,12 @@ def run(name: str, *words: str, folder: str) -> subprocess.CompletedProcess:
 
 class Usage(unittest.TestCase):
     def test_help_is_no_fault(self):
-        for name in sorted({name for name, _, _ in WRONG} | {'interop_server'}):
-            with self.subTest(name), tempfile.TemporaryDirectory() as folder:
-                done = run(name, '--help', folder=folder)
-                self.assertEqual((done.returncode, done.stderr), (DONE, ''))
-                self.assertIn('usage: ', done.stdout.lower())
+        for name in sorted({name for name, _, _ in WRONG} | {'interop_server', 'hello_client', 'hello_server'}):
+            for option in ('-h', '--help'):
+                with self.subTest(name, option=option), tempfile.TemporaryDirectory() as folder:
+                    done = run(name, option, folder=folder)
+                    self.assertEqual((done.returncode, done.stderr), (DONE, ''))
+                    self.assertIn('usage: ', done.stdout.lower())
 
     def test_a_wrong_command_line_is_told_and_does_nothing(self):
         for name, words, reason in WRONG:
@@ -52,6 +53,30 @@ class Usage(unittest.TestCase):
                 self.assertEqual((done.returncode, done.stdout), (USAGE, ''))
                 self.assertIn(reason, done.stderr.splitlines()[0])
                 self.assertEqual(os.listdir(folder), [])
+
+
+class PortInUse(unittest.TestCase):
+    def test_is_told_with_the_address(self):
+        with socket.create_server(('127.0.0.1', 0)) as other, tempfile.TemporaryDirectory() as folder:
+            taken = '127.0.0.1:%d' % other.getsockname()[1]
+            for name, words in (('bank_server', ['--listen', taken]), ('interop_server', ['--listen', taken]),
+                                ('soap_tap', ['--listen', taken, '127.0.0.1:1'])):
+                with self.subTest(name):
+                    done = run(name, *words, folder=folder)
+                    self.assertEqual((done.returncode, done.stdout), (1, ''))
+                    self.assertRegex(done.stderr, f'^{name}: .* {taken}.*: .* (already )?in use')
+
+    def test_of_the_first_program_too(self):
+        with tempfile.TemporaryDirectory() as folder:
+            try:
+                other = socket.create_server(('127.0.0.1', 8090))
+            except OSError:  # somebody else has it: the same to the program
+                other = socket.socket()
+            with other:
+                done = run('hello_server', folder=folder)
+        self.assertEqual((done.returncode, done.stdout), (1, ''))
+        self.assertIn('hello_server: cannot publish at 127.0.0.1:8090/greeter: the port cannot be bound: it is in use',
+                      done.stderr)
 
 
 class Tap(unittest.TestCase):

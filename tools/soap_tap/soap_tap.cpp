@@ -127,11 +127,13 @@ bool parse_address(const std::string& text, int least, vqAddress& address) {
 }
 
 vqSocket open_listener(vqAddress& bound) {
+    const vqAddress wanted = bound;
     vqSocket listener = kVqNoSocket;
     int length = sizeof bound;
     if (vqNetSocket(&listener, 2, 1, 0) != 0 || vqNetBind(listener, &bound, sizeof bound) != 0 ||
         vqNetGetSockName(listener, &bound, &length) != 0 || vqNetListen(listener, 0) != 0) {
-        std::fprintf(stderr, "soap_tap: cannot listen: %s\n", vqNetErrorText());
+        std::fprintf(stderr, "soap_tap: cannot listen at %s:%d: %s\n", vqInet_ntoa(wanted.address),
+                     ntohs(wanted.port), vqNetErrorText());
         return kVqNoSocket;
     }
     return listener;

@@ -29,10 +29,12 @@ namespace Caldane {
 
 /// Starts the broker: takes `-Dname=value`, `-Dname`, `-Dproperties=FILE` and `-help` out of the arguments,
 /// sets the properties (an argument wins over the file, the file over the environment's `CALDANE_name`) and
-/// tells the transports. Throws SetupError for an option that is malformed and a file that cannot be read.
-/// With `-help` the transports print their options and nothing is started: the result is false, and the
-/// program should end.
-bool init(int& argc, char** argv);
+/// tells the transports. Throws SetupError for an option that is malformed, a file that cannot be read and a
+/// number that is none. With `-help` all properties are printed and nothing is started: the result is false,
+/// and the program should end. With a text in `usage` that is printed ahead of them, and alone where the only
+/// argument is
+/// `-h` or `--help`; the result is false then, too.
+bool init(int& argc, char** argv, const char* usage = nullptr);
 
 /// Ends what `init` started: servers first, then the transports in the order in which they came.
 void shutdown();
