@@ -15,6 +15,10 @@ std::size_t Dispatcher::running() noexcept {
     return WorkerPool::instance().running();
 }
 
+std::size_t Dispatcher::most_workers() {
+    return WorkerPool::most_threads();
+}
+
 std::size_t Dispatcher::workers() noexcept {
     return WorkerPool::instance().workers();
 }

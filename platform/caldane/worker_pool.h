@@ -25,6 +25,8 @@ public:
     bool drain(double seconds);
     bool stop(double seconds);
 
+    static std::size_t most_threads();
+
     std::size_t waiting() const { return queued.load(std::memory_order_relaxed); }
     std::size_t running() const { return busy.load(std::memory_order_relaxed); }
     std::size_t workers() const { return threads.load(std::memory_order_relaxed); }
@@ -65,7 +67,6 @@ private:
     void monitor();
     std::size_t tick();
     std::size_t hands_missing();
-    static std::size_t most_threads();
     bool workers_rest() const;
 
     const std::size_t processors;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <vqsys/handle.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <memory>
 
 #include "last_error.h"
@@ -10,7 +12,7 @@
 namespace {
 
 bool usable(vqHandle handle, int mode) {
-    return handle != nullptr && mode == kVqReadable;
+    return handle != nullptr && (mode == kVqReadable || mode == kVqWritable);
 }
 
 }  // namespace
@@ -37,7 +39,7 @@ int vqHandleClearAllResources(vqHandle handle) {
 }
 
 int vqHandleAddResourceMode(vqHandle handle, vqSocket socket, int mode) {
-    const int failure = usable(handle, mode) ? handle->add(socket) : EINVAL;
+    const int failure = usable(handle, mode) ? handle->add(socket, mode) : EINVAL;
     return failure == 0 ? VQOK : vq_fail(failure);
 }
 
@@ -56,8 +58,14 @@ int vqHandleReady(vqHandle handle, vqSocket* out, int capacity) {
 }
 
 int vqBlock(vqHandle handle, const vqTimeout* timeout) {
+    constexpr int kMost = INT_MAX / 1000;
+    if (timeout == nullptr) return vqBlockFor(handle, -1);
+    return vqBlockFor(handle, std::clamp(timeout->seconds, 0, kMost) * 1000);
+}
+
+int vqBlockFor(vqHandle handle, int milliseconds) {
     if (handle == nullptr) return vq_fail(EINVAL), -1;
-    return handle->wait(timeout);
+    return handle->wait(milliseconds);
 }
 
 int vqUnblock(vqHandle handle, int) {

@@ -6,6 +6,7 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -272,6 +273,32 @@ int vqNetRecv(vqSocket socket, char* buffer, int length, int flags) {
         const ssize_t count = recv(socket, buffer, static_cast<std::size_t>(length), flags);
         if (count >= 0) return static_cast<int>(count);
         if (errno != EINTR) return fail_with_time(socket, errno), -1;
+    }
+}
+
+int vqNetRecvNow(vqSocket socket, char* buffer, int length) {
+    if (length < 0) return vq_fail(EINVAL), kVqBroken;
+    for (;;) {
+        const ssize_t count = recv(socket, buffer, static_cast<std::size_t>(length), MSG_DONTWAIT);
+        if (count >= 0) return static_cast<int>(count);
+        if (errno == EAGAIN) return kVqNothingYet;
+        if (errno != EINTR) return vq_fail(errno), kVqBroken;
+    }
+}
+
+long vqNetSendNow(vqSocket socket, const vqPieces& pieces) {
+    constexpr std::size_t kMost = std::size_t{1} << 30;
+    const std::size_t first = std::min(pieces.first_length, kMost);
+    iovec parts[2] = {{const_cast<char*>(pieces.first), first},
+                      {const_cast<char*>(pieces.second), std::min(pieces.second_length, kMost - first)}};
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = 2;
+    for (;;) {
+        const ssize_t count = sendmsg(socket, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (count >= 0) return static_cast<long>(count);
+        if (errno == EAGAIN) return 0;
+        if (errno != EINTR) return vq_fail(errno), kVqBroken;
     }
 }
 

@@ -56,7 +56,7 @@ void vqWaitSet::clear() {
     ++filling;
 }
 
-int vqWaitSet::add(vqSocket socket) {
+int vqWaitSet::add(vqSocket socket, int mode) {
     const std::lock_guard lock(mutex);
     if (socket < 0) return EBADF;
     Entry* entry = entry_for(socket);
@@ -64,7 +64,9 @@ int vqWaitSet::add(vqSocket socket) {
         if (!grow(static_cast<std::size_t>(socket) + 1)) return ENOMEM;
         entry = entry_for(socket);
     }
-    if (!is_watched(socket, *entry)) {
+    const bool for_writing = mode == kVqWritable;
+    if (!is_watched(socket, *entry) || entry->for_writing != for_writing) {
+        entry->for_writing = for_writing;
         if (const int failure = watch(socket, *entry)) return failure;
     }
     entry->member = filling;
@@ -96,16 +98,16 @@ int vqWaitSet::ready_sockets(vqSocket* out, int capacity) {
     return count;
 }
 
-int vqWaitSet::wait(const vqTimeout* timeout) {
-    const bool for_ever = timeout == nullptr;
-    const auto end = Clock::now() + std::chrono::seconds(for_ever ? 0 : std::max(timeout->seconds, 0));
+int vqWaitSet::wait(int milliseconds) {
+    const bool timed = milliseconds > 0;
+    const auto end = timed ? Clock::now() + std::chrono::milliseconds(milliseconds) : Clock::time_point();
     begin_wait();
     Events events;
     for (;;) {
-        const int limit = for_ever ? -1 : milliseconds_until(end);
+        const int limit = timed ? milliseconds_until(end) : milliseconds;
         const int count = epoll_wait(epoll, events.data(), kBatch, limit);
         if (count < 0 && errno != EINTR) return vq_fail(errno), -1;
-        if (count == 0 && limit != INT_MAX) return kVqTimedOut;
+        if (count == 0) return kVqTimedOut;
         if (const auto result = take(events, std::max(count, 0))) return *result;
     }
 }
@@ -139,7 +141,7 @@ bool vqWaitSet::is_watched(vqSocket socket, const Entry& entry) {
 
 int vqWaitSet::watch(vqSocket socket, Entry& entry) {
     epoll_event event{};
-    event.events = EPOLLIN | EPOLLONESHOT;
+    event.events = (entry.for_writing ? EPOLLOUT : EPOLLIN) | EPOLLONESHOT;
     event.data.u64 = mark_of(socket, ++entry.watch);
     // A closed socket is dropped by the system, so its number's next one is new there; but sockets are
     // closed, or kept open by a copy, in other ways as well.

@@ -28,11 +28,11 @@ public:
     [[nodiscard]] int open();
 
     void clear();
-    [[nodiscard]] int add(vqSocket socket);
+    [[nodiscard]] int add(vqSocket socket, int mode);
     void remove(vqSocket socket);
     [[nodiscard]] bool is_ready(vqSocket socket);
     [[nodiscard]] int ready_sockets(vqSocket* out, int capacity);
-    [[nodiscard]] int wait(const vqTimeout* timeout);
+    [[nodiscard]] int wait(int milliseconds);
     void unblock();
 
 private:
@@ -47,6 +47,7 @@ private:
         std::uint32_t life;    ///< of the socket that was watched last
         bool registered;       ///< epoll had it when last asked
         bool watched;          ///< the watch stands: neither reported nor given up
+        bool for_writing;      ///< what the watch is for, or was last
     };
 
     Entry* entry_for(vqSocket socket);

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstddef>
-
-#include "marshal/number_text.h"
 #include "transport/broker.h"
 
 class _SOAP_OutStream;
@@ -19,6 +16,5 @@ public:
     void put(_SOAP_OutStream& out) const;
 
 private:
-    char number[kNumberRoom];
-    std::size_t length;
+    _Caldane_ULong number;
 };

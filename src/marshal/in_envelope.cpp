@@ -8,30 +8,18 @@
 #include "marshal/number_text.h"
 #include "marshal/soap_in_stream.h"
 #include "marshal/text_mode.h"
-#include "settings/settings.h"
 #include "streams/socket_streams.h"
 
 using marshal_names::in_envelope_namespace;
 using marshal_names::same;
 
-namespace {
-
-constexpr long long kDefaultMaxBody = 256LL << 20;
-
-/// Most bytes that a message's body may have, from the property SOAP_MAX_BODY; 0 is no limit.
 long long max_body() {
+    constexpr long long kDefaultMaxBody = 256LL << 20;
     const char* text = SOA::getProperties().get("SOAP_MAX_BODY");
     if (text == nullptr || *text == '\0') return kDefaultMaxBody;
     const long long bytes = integer_in(text);
     return bytes < 0 ? kDefaultMaxBody : bytes;
 }
-
-XmlLimits xml_limits() {
-    return {static_cast<int>(setting("SOAP_MAX_DEPTH").number()),
-            static_cast<int>(setting("SOAP_MAX_ATTRIBUTES").number())};
-}
-
-}  // namespace
 
 _SOAP_InStream::_SOAP_InStream() = default;
 
@@ -55,8 +43,8 @@ void _SOAP_InStream::release() {
     operation_name_ = CRefString();
     operation_namespace_ = CRefString();
     depth_ = 0;
-    anys_ = 0;
-    unsent_ = 0;
+    elements_brought = 0;
+    elements_made = 0;
 }
 
 bool _SOAP_InStream::drained(long limit) {
@@ -78,8 +66,7 @@ int _SOAP_InStream::open_envelope_from(std::unique_ptr<CInputStream> source) {
         return 0;
     }
     utf8_text_ = text_is_utf8();
-    parser.reset(
-        new CXmlPullParser(body_reader.get(), utf8_text_ ? XmlText::utf8 : XmlText::one_byte, xml_limits()));
+    parser.reset(new CXmlPullParser(body_reader.get(), utf8_text_ ? XmlText::utf8 : XmlText::one_byte));
     if (!parser) return 0;
     parser->setProcessNamespaces();
     return to_body();

@@ -16,6 +16,9 @@
 class CHttpMessage;
 class CSecureChannel;
 
+/// Most bytes that a message's body may have, from the property SOAP_MAX_BODY; 0 is no limit.
+[[nodiscard]] long long max_body();
+
 /// Typed values out of the XML of an HTTP message's body: what the broker's values read themselves from.
 ///
 /// Values drive the reading: a value knows its type and takes the next element, struct members go by name in
@@ -107,10 +110,8 @@ public:
     /// Readers of values nest at most so deep; beyond that they give 0.
     static constexpr int kMaxDepth = 512;
 
-    /// So many bytes may a message make of elements that it declares and does not bring, and so many times
-    /// what has come of it: of memory, or of the text that they would be written as.
-    static constexpr std::int64_t kMaxUnsent = 16 << 20;
-    static constexpr std::int64_t kMaxUnsentFactor = 100;
+    /// As many elements of arrays may a message make by declaring them, beyond those that it brings.
+    static constexpr std::int64_t kMaxUnsent = 1'000'000;
 
 private:
     friend class SequenceReader;
@@ -146,7 +147,7 @@ private:
     bool store_type(_Caldane_TypeRef& value, _Caldane_TypeRef::_ENUM_TCKind kind, std::string_view name,
                     CXmlPullParser& source, int nesting);
 
-    bool may_make(std::int64_t bytes);
+    bool may_make(std::int64_t elements);
 
     CSecureChannel* channel = nullptr;
     std::unique_ptr<CInputStream> socket_in;
@@ -164,6 +165,7 @@ private:
     int depth_ = 0;           // of nested readers
     unsigned types_read = 0;  // values that are types, which leave their element ahead
 
-    int anys_ = 0;             // readers of anys among them
-    std::int64_t unsent_ = 0;  // bytes of elements that the message did not bring
+    // Over the whole message: elements of arrays that came, and those that were made for them or for none.
+    std::int64_t elements_brought = 0;
+    std::int64_t elements_made = 0;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <pelthread/byte_queue.h>
 #include <pelthread/memory.h>
 #include <secprov/sspi.h>
 #include <vqsys/types.h>
@@ -8,11 +9,24 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <string_view>
 
 class CSspiCredentials;
 
-/// One TLS session over one connected, blocking socket: the handshake of either side, then records, then the
-/// close notify. Stands in for the socket wherever a stream was given one.
+/// How a session stands that is driven by bytes.
+enum class TlsState {
+    wants_input,  ///< the handshake goes on with what the peer sends next
+    open,         ///< it stands
+    ended,        ///< the peer said goodbye
+    failed,       ///< it is of no more use
+};
+
+/// One TLS session: the handshake of either side, then records, then the close notify.
+///
+/// A client's session works over its connected, blocking socket and stands in for that wherever a stream was
+/// given one. A server's is driven by bytes, in and out, and touches no socket; `serverHandshake` and what
+/// follows it do the same over a blocking one. One of both ways is used for a session from its start.
 ///
 /// A channel belongs to the client or the connection that made it; streams only borrow it. Neither socket nor
 /// credentials are its own, but for `releaseCredentials`. One thread at a time: `read` and `write` share the
@@ -68,8 +82,26 @@ public:
         read_end = when;
         reads_end_exactly = exactly;
     }
-    /// True if bytes have been received that no `read` has given yet; the socket does not show them.
-    bool hasUnread() const { return plainCursor != plainEnd || extraLength != 0 || saved; }
+    /// True if bytes have been received that no `read` or `decrypt` has given yet; the socket does not show
+    /// them.
+    bool hasUnread() const {
+        return plainCursor != plainEnd || extraLength != 0 || saved || !arrived.empty();
+    }
+
+    // A server's session driven by bytes.
+
+    /// A step of the handshake with what has come; what is not a whole token yet is kept. What is to be sent,
+    /// also where the peer is refused, is appended to `out`. Bytes behind the handshake are kept for
+    /// `decrypt`.
+    [[nodiscard]] TlsState stepServerHandshake(std::string_view received, ByteQueue& out);
+    /// Opens the next record with data among what has come, in place, and appends its text to `plain`. What
+    /// follows it is kept for a call without new bytes: one that spoils the session does not take the text
+    /// before it along.
+    [[nodiscard]] TlsState decrypt(std::span<char> received, ByteQueue& plain);
+    /// Appends a record of the text to `out`; how much of it that holds, 0 on failure.
+    [[nodiscard]] std::size_t seal(std::string_view text, ByteQueue& out);
+    /// Appends the goodbye to `out`, once, where the session stands.
+    void goodbye(ByteQueue& out);
 
     static constexpr int kBufferSize = 30000;
 
@@ -80,13 +112,16 @@ private:
     struct Tokens;
 
     bool send_token(SecBuffer& token);
+    bool make_buffer();
     bool receive(ULONG& pending);
     bool next_token_wanted(SECURITY_STATUS status) const;
     SECURITY_STATUS client_step(Tokens& tokens);
     SECURITY_STATUS server_step(Tokens& tokens, bool first);
     SECURITY_STATUS answer_server(ULONG& pending, int& doInitialRead);
-    int negotiateServer();
-    bool accept_tokens();
+    TlsState acceptTokens(std::string_view bytes, std::size_t& used, ByteQueue& out);
+    bool admitClient();
+    int fail_handshake();
+    TlsState openRecords(char* bytes, std::size_t length, std::size_t& used, ByteQueue& plain);
     void keep_extra(const SecBuffer& extra, ULONG pending);
     void delete_context();
 
@@ -97,23 +132,27 @@ private:
     bool save_unread();
     void restore_unread();
     int encryptRecord(const char* data, ULONG length);
+    int sealRecord(char* record, ULONG length);
     bool send_held();
     bool send_all(const char* data, int length, int flags);
     SECURITY_STATUS shutdownServer();
+    SECURITY_STATUS make_goodbye(Tokens& tokens);
     SECURITY_STATUS send_goodbye(SecBuffer& token);
 
     vqSocket socket;
-    alignas(16) char ioBuffer[kBufferSize];
+    char* ioBuffer = nullptr;  // `blocking_buffer`'s, once it is needed
     SecPkgContext_StreamSizes streamSizes;
     CtxtHandle contextHandle;
     std::int32_t serverContextOpen = 0;
     CSspiCredentials* credentials;
-    char* plainCursor = ioBuffer;
-    char* plainEnd = ioBuffer;
+    char* plainCursor = nullptr;
+    char* plainEnd = nullptr;
     char* extraData = nullptr;
     ULONG extraLength = 0;
     std::int32_t clientAuthRequired = 0;
 
+    std::unique_ptr<char, ArrayDelete> blocking_buffer;
+    ByteQueue arrived;  // from the peer, and not a whole token or record yet
     bool context_open = false;
     bool more = false;
     ULONG held = 0;  // bytes of the next record that stand in its place in the buffer already

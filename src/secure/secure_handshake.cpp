@@ -76,6 +76,14 @@ void CSecureChannel::limitHandshake(double seconds) {
     handshake_end = steady_clock::now() + std::chrono::duration_cast<steady_clock::duration>(limit);
 }
 
+/// The memory that the blocking operations work in; a session that is driven by bytes does without.
+bool CSecureChannel::make_buffer() {
+    if (blocking_buffer) return true;
+    blocking_buffer.reset(static_cast<char*>(PEL_array_new(kBufferSize)));
+    ioBuffer = plainCursor = plainEnd = blocking_buffer.get();
+    return blocking_buffer != nullptr;
+}
+
 void CSecureChannel::delete_context() {
     SecurityProvider::table().DeleteSecurityContext(&contextHandle);
     context_open = false;
@@ -113,6 +121,7 @@ void CSecureChannel::keep_extra(const SecBuffer& extra, ULONG pending) {
 }
 
 int CSecureChannel::clientHandshake() {
+    if (!make_buffer()) return -1;
     const SecurityFunctionTableA& table = SecurityProvider::table();
     {
         Tokens tokens(nullptr, 0);
@@ -146,7 +155,7 @@ SECURITY_STATUS CSecureChannel::client_step(Tokens& tokens) {
 
 SECURITY_STATUS CSecureChannel::clientHandshakeLoop(int doInitialRead) {
     ULONG pending = 0;
-    SECURITY_STATUS status = SEC_I_CONTINUE_NEEDED;
+    SECURITY_STATUS status = make_buffer() ? SEC_I_CONTINUE_NEEDED : SEC_E_INSUFFICIENT_MEMORY;
     while (next_token_wanted(status)) {
         if (pending == 0 || status == SEC_E_INCOMPLETE_MESSAGE) {
             if (doInitialRead == 0) {
@@ -190,25 +199,98 @@ SECURITY_STATUS CSecureChannel::answer_server(ULONG& pending, int& doInitialRead
     return status;
 }
 
+/// Over the blocking socket: receives and sends until the session stands or cannot.
 int CSecureChannel::serverHandshake() {
-    if (negotiateServer() == 0) {
-        std::printf("SSL handshake fail, Couldn't connect\n");
-        // Nobody else would: `closeServer` ends only what came to stand.
-        if (context_open) delete_context();
-        return 0;
+    TlsState state = make_buffer() ? TlsState::wants_input : TlsState::failed;
+    while (state == TlsState::wants_input) {
+        ULONG count = 0;
+        if (!receive(count)) return fail_handshake();
+        ByteQueue out;
+        state = stepServerHandshake({ioBuffer, count}, out);
+        const bool sent = out.empty() || vqNetSend(socket, out.data(), static_cast<int>(out.size()), 0) > 0;
+        if (!sent && state != TlsState::failed) return fail_handshake();
     }
-    serverContextOpen = 1;
-    if (clientAuthRequired != 0) {
-        const SECURITY_STATUS status = validatePeer(&contextHandle, 0, 0, nullptr);
-        if (status != SEC_E_OK) {
-            std::printf("Error 0x%lx authenticating client credentials\n",
-                        static_cast<unsigned long>(in_hex(status)));
-            return 0;
-        }
-        std::printf("\nAuth succeeded, ready for command\n");
-    }
-    SecurityProvider::table().QueryContextAttributesA(&contextHandle, SECPKG_ATTR_STREAM_SIZES, &streamSizes);
+    if (state != TlsState::open) return 0;
+    extraLength = static_cast<ULONG>(arrived.size());
+    extraData = extraLength != 0 ? ioBuffer : nullptr;
+    if (extraLength != 0) std::memcpy(ioBuffer, arrived.data(), extraLength);
+    arrived.clear();
     return 1;
+}
+
+TlsState CSecureChannel::stepServerHandshake(std::string_view received, ByteQueue& out) {
+    const bool waited = !arrived.empty();
+    std::size_t used = 0;
+    TlsState state = TlsState::failed;
+    if (!waited || arrived.append(received)) {
+        state = acceptTokens(waited ? arrived.view() : received, used, out);
+        if (waited) {
+            arrived.consume(used);
+        } else if (!arrived.append(received.substr(used))) {
+            state = TlsState::failed;
+        }
+    }
+    // A token that never becomes whole would let memory grow.
+    if (state == TlsState::wants_input && arrived.size() >= kBufferSize) state = TlsState::failed;
+    if (state == TlsState::open) {
+        serverContextOpen = 1;
+        if (!admitClient()) return TlsState::failed;
+        SecurityProvider::table().QueryContextAttributesA(&contextHandle, SECPKG_ATTR_STREAM_SIZES,
+                                                          &streamSizes);
+    } else if (state == TlsState::failed) {
+        fail_handshake();
+    }
+    return state;
+}
+
+/// Gives the context back, which nobody else would: `closeServer` ends only what came to stand. Always 0.
+int CSecureChannel::fail_handshake() {
+    std::printf("SSL handshake fail, Couldn't connect\n");
+    if (context_open) delete_context();
+    serverContextOpen = 0;
+    arrived.clear();
+    return 0;
+}
+
+/// Looks at the client's certificate, where one is demanded.
+bool CSecureChannel::admitClient() {
+    if (clientAuthRequired == 0) return true;
+    const SECURITY_STATUS status = validatePeer(&contextHandle, 0, 0, nullptr);
+    if (status != SEC_E_OK) {
+        std::printf("Error 0x%lx authenticating client credentials\n",
+                    static_cast<unsigned long>(in_hex(status)));
+        return false;
+    }
+    std::printf("\nAuth succeeded, ready for command\n");
+    return true;
+}
+
+/// Gives the provider all whole tokens; `used` bytes are done with then.
+TlsState CSecureChannel::acceptTokens(std::string_view bytes, std::size_t& used, ByteQueue& out) {
+    while (used < bytes.size()) {
+        if (!context_open && bytes[used] != kTlsHandshake && bytes[used] != kOldHello) {
+            std::printf("not a correct ClientHello Message\n");
+            return TlsState::failed;
+        }
+        const std::string_view pending = bytes.substr(used);
+        // The provider only reads from it.
+        Tokens tokens(const_cast<char*>(pending.data()), static_cast<ULONG>(pending.size()));
+        const SECURITY_STATUS status = server_step(tokens, !context_open);
+        if (tokens.to_send(status) &&
+            !out.append({static_cast<const char*>(tokens.out.pvBuffer), tokens.out.cbBuffer}))
+            return TlsState::failed;
+        if (status == SEC_E_INCOMPLETE_MESSAGE) return TlsState::wants_input;
+        if (status < 0) {
+            std::printf("Accept Security Context Failed with error code %lx\n",
+                        static_cast<unsigned long>(in_hex(status)));
+            return TlsState::failed;
+        }
+        if (status == SEC_I_INCOMPLETE_CREDENTIALS) continue;
+        used = bytes.size() - (tokens.has_extra() ? tokens.in[1].cbBuffer : 0);
+        if (status == SEC_E_OK) return TlsState::open;
+        if (!next_token_wanted(status)) return TlsState::failed;
+    }
+    return TlsState::wants_input;
 }
 
 SECURITY_STATUS CSecureChannel::server_step(Tokens& tokens, bool first) {
@@ -219,38 +301,6 @@ SECURITY_STATUS CSecureChannel::server_step(Tokens& tokens, bool first) {
         SECURITY_NATIVE_DREP, first ? &contextHandle : nullptr, &tokens.output, &tokens.attributes, nullptr);
     if (first) context_open = contextHandle.dwLower != 0 || contextHandle.dwUpper != 0;
     return status;
-}
-
-int CSecureChannel::negotiateServer() {
-    ULONG pending = 0;
-    SECURITY_STATUS status = SEC_I_CONTINUE_NEEDED;
-    bool newContext = true;
-    while (next_token_wanted(status)) {
-        if ((pending == 0 || status == SEC_E_INCOMPLETE_MESSAGE) && !receive(pending)) return 0;
-        if (newContext && ioBuffer[0] != kTlsHandshake && ioBuffer[0] != kOldHello) {
-            std::printf("not a correct ClientHello Message\n");
-            return 0;
-        }
-        Tokens tokens(ioBuffer, pending);
-        status = server_step(tokens, newContext);
-        newContext = newContext && !context_open;
-        if (tokens.to_send(status) && !send_token(tokens.out)) return 0;
-        if (status == SEC_E_INCOMPLETE_MESSAGE) continue;
-        if (status < 0) {
-            std::printf("Accept Security Context Failed with error code %lx\n",
-                        static_cast<unsigned long>(in_hex(status)));
-            return 0;
-        }
-        if (status == SEC_I_INCOMPLETE_CREDENTIALS) continue;
-        const ULONG rest = tokens.has_extra() ? tokens.in[1].cbBuffer : 0;
-        std::memmove(ioBuffer, ioBuffer + (pending - rest), rest);
-        pending = rest;
-        if (status == SEC_E_OK) {
-            if (rest != 0) keep_extra(tokens.in[1], rest);
-            return 1;
-        }
-    }
-    return 0;
 }
 
 SECURITY_STATUS CSecureChannel::authenticateServer(const char* hostName) {
@@ -311,23 +361,42 @@ SECURITY_STATUS CSecureChannel::closeClient() {
     return status;
 }
 
+/// Has the provider make the server's close notify. 0, or a status.
+SECURITY_STATUS CSecureChannel::make_goodbye(Tokens& tokens) {
+    SECURITY_STATUS status = ask_for_shutdown(&contextHandle);
+    if (status < 0) return status;
+    status = SecurityProvider::table().AcceptSecurityContext(
+        credentials->getCredentialsHandle(), &contextHandle, nullptr, kServerRequirements,
+        SECURITY_NATIVE_DREP, nullptr, &tokens.output, &tokens.attributes, nullptr);
+    if (status < 0) {
+        print_status_text(status);
+        std::printf("**** Error 0x%x returned by AcceptSecurityContext\n", in_hex(status));
+    }
+    return status;
+}
+
 SECURITY_STATUS CSecureChannel::shutdownServer() {
     static_cast<void>(send_held());
-    SECURITY_STATUS status = ask_for_shutdown(&contextHandle);
+    Tokens tokens(nullptr, 0);
+    SECURITY_STATUS status = make_goodbye(tokens);
     if (status >= 0) {
-        Tokens tokens(nullptr, 0);
-        status = SecurityProvider::table().AcceptSecurityContext(
-            credentials->getCredentialsHandle(), &contextHandle, nullptr, kServerRequirements,
-            SECURITY_NATIVE_DREP, nullptr, &tokens.output, &tokens.attributes, nullptr);
-        if (status < 0) {
-            print_status_text(status);
-            std::printf("**** Error 0x%x returned by AcceptSecurityContext\n", in_hex(status));
-        } else if (const SECURITY_STATUS unsent = send_goodbye(tokens.out)) {
-            status = unsent;
-        }
+        if (const SECURITY_STATUS unsent = send_goodbye(tokens.out)) status = unsent;
     }
     delete_context();
     return status;
+}
+
+void CSecureChannel::goodbye(ByteQueue& out) {
+    if (serverContextOpen == 0) return;
+    Tokens tokens(nullptr, 0);
+    if (make_goodbye(tokens) < 0) {
+        std::printf("Error disconnecting from client\n");
+    } else if (tokens.out.cbBuffer != 0) {
+        // Without memory the peer meets the end of the connection all the same.
+        static_cast<void>(out.append({static_cast<const char*>(tokens.out.pvBuffer), tokens.out.cbBuffer}));
+    }
+    delete_context();
+    serverContextOpen = 0;
 }
 
 int CSecureChannel::closeServer() {

@@ -19,7 +19,7 @@ constexpr int kMostEmptyRecords = 1000;
 }  // namespace
 
 int CSecureChannel::read(char* buffer, int length) {
-    if (length <= 0 || !send_held()) return 0;
+    if (length <= 0 || !make_buffer() || !send_held()) return 0;
     if (saved) restore_unread();
     if (plainCursor == plainEnd && !decrypt_next()) return 0;
     const auto available = static_cast<int>(plainEnd - plainCursor);
@@ -137,7 +137,7 @@ void CSecureChannel::restore_unread() {
 int CSecureChannel::write(const char* data, int length) {
     const bool follows = more;
     more = false;
-    if (length <= 0 || !context_open || !save_unread()) return 0;
+    if (length <= 0 || !context_open || !make_buffer() || !save_unread()) return 0;
     const ULONG room = kBufferSize - streamSizes.cbHeader - streamSizes.cbTrailer;
     const ULONG largest = std::min(streamSizes.cbMaximumMessage, room);
     if (largest == 0) return 0;
@@ -174,8 +174,14 @@ int CSecureChannel::encryptRecord(const char* data, ULONG length) {
     if (length > 0) std::memcpy(text + held, data, length);
     length += held;
     held = 0;
+    return sealRecord(ioBuffer, length);
+}
+
+/// Seals `length` bytes that stand behind the room for a record's header; the record's length, 0 on failure.
+int CSecureChannel::sealRecord(char* record, ULONG length) {
+    char* const text = record + streamSizes.cbHeader;
     SecBuffer list[4];
-    list[0] = {streamSizes.cbHeader, SECBUFFER_STREAM_HEADER, ioBuffer};
+    list[0] = {streamSizes.cbHeader, SECBUFFER_STREAM_HEADER, record};
     list[1] = {length, SECBUFFER_DATA, text};
     list[2] = {streamSizes.cbTrailer, SECBUFFER_STREAM_TRAILER, text + length};
     SecBufferDesc message{SECBUFFER_VERSION, 4, list};
@@ -185,6 +191,58 @@ int CSecureChannel::encryptRecord(const char* data, ULONG length) {
         return 0;
     }
     return static_cast<int>(list[0].cbBuffer + list[1].cbBuffer + list[2].cbBuffer);
+}
+
+TlsState CSecureChannel::decrypt(std::span<char> received, ByteQueue& plain) {
+    if (!context_open) return TlsState::failed;
+    std::size_t used = 0;
+    TlsState state = TlsState::failed;
+    if (arrived.empty()) {
+        state = openRecords(received.data(), received.size(), used, plain);
+        if (!arrived.append({received.data() + used, received.size() - used})) state = TlsState::failed;
+    } else if (arrived.append({received.data(), received.size()})) {
+        state = openRecords(arrived.data(), arrived.size(), used, plain);
+        arrived.consume(used);
+    }
+    return state;
+}
+
+/// Opens whole records up to the first with data; `used` bytes are done with then.
+TlsState CSecureChannel::openRecords(char* bytes, std::size_t length, std::size_t& used, ByteQueue& plain) {
+    const std::size_t before = plain.size();
+    while (used < length && plain.size() == before) {
+        const auto pending = static_cast<ULONG>(length - used);
+        SecBuffer list[4];
+        list[0] = {pending, SECBUFFER_DATA, bytes + used};
+        SecBufferDesc message{SECBUFFER_VERSION, 4, list};
+        const SECURITY_STATUS status =
+            SecurityProvider::table().DecryptMessage(&contextHandle, &message, 0, nullptr);
+        if (status == SEC_E_INCOMPLETE_MESSAGE && pending < kBufferSize) return TlsState::open;
+        if (status == SEC_I_CONTEXT_EXPIRED) return TlsState::ended;
+        if (status != SEC_E_OK) {
+            std::printf("*** Error Decrypting Message\n");
+            return TlsState::failed;
+        }
+        used = length;
+        for (int i = 1; i < 4; ++i) {
+            const std::string_view part(static_cast<const char*>(list[i].pvBuffer), list[i].cbBuffer);
+            if (list[i].BufferType == SECBUFFER_EXTRA) used -= part.size();
+            if (list[i].BufferType == SECBUFFER_DATA && !plain.append(part)) return TlsState::failed;
+        }
+    }
+    return TlsState::open;
+}
+
+std::size_t CSecureChannel::seal(std::string_view text, ByteQueue& out) {
+    if (!context_open || text.empty()) return 0;
+    const ULONG length = static_cast<ULONG>(std::min<std::size_t>(text.size(), streamSizes.cbMaximumMessage));
+    char* const place = out.reserve(streamSizes.cbHeader + length + streamSizes.cbTrailer);
+    if (place == nullptr || length == 0) return 0;
+    std::memset(place, 0, streamSizes.cbHeader);
+    std::memcpy(place + streamSizes.cbHeader, text.data(), length);
+    const int record = sealRecord(place, length);
+    out.commit(static_cast<std::size_t>(record));
+    return record != 0 ? length : 0;
 }
 
 bool CSecureChannel::send_all(const char* data, int length, int flags) {

@@ -1,172 +1,96 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <pelthread/byte_queue.h>
 #include <pelthread/memory.h>
-#include <pelthread/mutex.h>
 #include <vqsys/handle.h>
 #include <vqsys/types.h>
 
-#include <atomic>
+#include <cstddef>
 #include <cstdint>
 
-#include "server/wait_turn.h"
+#include "http/request_framing.h"
+#include "server/deadline_wheel.h"
+#include "server/outbox.h"
 
 class CSecureChannel;
 class CSspiCredentials;
 class _SOAP_ConnectionList;
 
-/// One accepted connection: idle in the list, or owned by exactly one task.
+/// Where a connection stands in its life. docs/architecture.md has the table.
+enum class Phase : std::uint8_t {
+    handshake,  ///< the encrypted session is being made
+    request,    ///< the next request is awaited, or part of it has come
+    streamed,   ///< its head has come; a worker is to read its large body as it comes
+    reply,      ///< the peer is still to take some of the reply
+    parting,    ///< the reply is out; what the peer still sends is dropped before the connection is closed
+};
+
+/// What becomes of a connection behind a reply.
+enum class After : std::uint8_t {
+    keep,
+    close,
+    close_unread,  ///< there is a reply on its way, and more of the request may come
+};
+
+/// One accepted connection: waiting in the list, or owned by exactly one task.
 struct _SOAP_Connection {
     PEL_HEAP_OBJECT
 
     _SOAP_Connection(vqSocket accepted, std::uint16_t listener_port, _SOAP_ConnectionList* owner);
+    ~_SOAP_Connection();
+    _SOAP_Connection(const _SOAP_Connection&) = delete;
+    _SOAP_Connection& operator=(const _SOAP_Connection&) = delete;
 
-    /// Ends the encrypted session, if there is one.
+    /// Ends the encrypted session, if there is one; the goodbye goes out as far as the socket takes it now.
     void stop_tls();
-    /// True if bytes of the next request have been received that the socket does not show any more.
-    bool has_unread() const;
     /// True if bytes of the next request have arrived.
     bool asks() const;
+    /// True while some of a request has come and not all of it.
+    bool starts_request() const;
     /// Closes the socket and gives its unit back; the record itself stays. Not while a list has it.
     void close();
+    /// Bytes of memory that wait with it.
+    std::size_t memory() const { return gathered.capacity() + outbox.memory(); }
 
     _SOAP_Connection* link = nullptr;  ///< next in the list
-    _SOAP_Connection* back = nullptr;  ///< previous in the list
     std::int32_t last_used;            ///< seconds; when it was accepted or last given back
     vqSocket socket;
     vqHandle block_handle;
     _SOAP_ConnectionList* list;
     std::uint16_t port;  ///< of the listener that accepted it
-    /// Its last request could not be read and got no answer; the peer may be waiting for one.
-    bool unanswered = false;
     CSecureChannel* channel = nullptr;
+
+    _SOAP_Connection* back = nullptr;  ///< previous in the list
+    DeadlineEntry wait{this};          ///< while it waits elsewhere than among the idle ones
+    Phase phase = Phase::request;
+    After after = After::close;
+    bool idle = false;         ///< stands among the idle ones
+    bool paused = false;       ///< nothing is read until less waits in memory
+    bool input_ended = false;  ///< nothing more comes from the peer
+    bool broken = false;       ///< nothing more can be sent
+    bool reply_cut = false;    ///< a reply was given up on the way
+    bool unlooked = false;     ///< bytes of the next request may be there that nobody looked at
+    bool unanswered = false;   ///< its last request could not be read and got no answer
+    bool has_stream_turn = false;
+    bool admitted = false;  ///< counted for its address
+    std::uint16_t peer_port = 0;
+    std::uint32_t peer_address = 0;           ///< network byte order
+    CSspiCredentials* credentials = nullptr;  ///< of a secure listener; the list keeps them
+    RequestFraming framing;
+    ByteQueue gathered;  ///< of the request, in the clear
+    ByteQueue streamed;  ///< behind that, while a worker reads the body as it comes
+    Outbox outbox;
+    std::int64_t last_deadline = DeadlineWheel::kNever;  ///< of the whole handshake or request
+    std::int64_t last_progress = 0;                      ///< milliseconds
+    long long acknowledged = -1;                         ///< by the peer's system, when last looked at
+    long dropped = 0;                                    ///< bytes, while parting
+    std::size_t counted = 0;                             ///< of its memory, in the list's sum
 };
 
 /// Seconds of the clock by which connections are idle.
 std::int32_t idle_clock();
-
-/// The idle connections of a server, and those that tasks are working on. All operations lock.
-///
-/// The list owns the wait handle in which idle connections are watched: appending a connection watches it at
-/// once, also while the server waits. Server and tasks hold references, the last of which deletes the list,
-/// so that a task that outlives its server touches nothing that is gone.
-class _SOAP_ConnectionList {
-public:
-    PEL_HEAP_OBJECT
-
-    _SOAP_ConnectionList();
-    _SOAP_ConnectionList(const _SOAP_ConnectionList&) = delete;
-    _SOAP_ConnectionList& operator=(const _SOAP_ConnectionList&) = delete;
-
-    /// False when the system had no wait handle left; only `release` may follow.
-    bool usable() const { return handle_ != nullptr; }
-    vqHandle handle() const { return handle_; }
-
-    void add_ref() { references.fetch_add(1, std::memory_order_relaxed); }
-    void release();
-
-    /// Puts a connection at the tail and watches it; from then on it is the list's. False if it is null,
-    /// cannot be watched, or the list was closed: it stays the caller's then.
-    bool append(_SOAP_Connection* connection);
-
-    /// Takes the connection with this socket out and watches it no longer; null if there is none.
-    _SOAP_Connection* remove(vqSocket socket);
-
-    /// Ends the list: takes out all connections, one after the other, until null comes; `append` fails from
-    /// now on.
-    _SOAP_Connection* close_next();
-
-    int idle_count();
-
-    /// True if an idle connection may have been left without an answer: it is not to wait for long.
-    bool has_unanswered() const { return unanswered.load(std::memory_order_acquire); }
-    /// Closes the connections that are idle for more than `longest` seconds at the time `now` of
-    /// `idle_clock`, and those without an answer after `kUnansweredSeconds`.
-    void close_idle(std::int32_t now, std::int32_t longest);
-
-    static constexpr std::int32_t kUnansweredSeconds = 1;
-
-    /// Closes the idle connections from which nothing has come; false if there was none.
-    bool close_silent();
-
-    /// Takes the connection with this socket out for a task, which is going to read a request from it; null
-    /// if there is none. Neither is it watched any more.
-    _SOAP_Connection* task_begins(vqSocket socket);
-    /// The same for a connection that was taken out before.
-    void last_task_begins(_SOAP_Connection* connection);
-    /// The task is about to read a further request.
-    void read_begins(_SOAP_Connection* connection);
-    /// The request is there, or will not come. To be called before the connection is closed.
-    void read_ends(_SOAP_Connection* connection);
-    /// The task is about to close the connection.
-    void leaves(_SOAP_Connection* connection);
-    /// The task has nothing to do with the list any more; the list may be gone then.
-    void task_ends();
-
-    /// New clients are kept waiting until a socket is closed: `socket_closed` is then to wake the server.
-    void await_socket() { starved.store(true); }
-    void socket_closed();
-
-    /// Ends the reading of requests that are not all there: those who wait for bytes find the end of input.
-    void stop_reading();
-
-    /// Ends all traffic of connections that tasks are working on.
-    void cut_tasks();
-
-    /// Waits until no task is left, at most `seconds`; true if that came.
-    bool await_tasks(double seconds);
-
-    /// Takes over the credentials of the connections' sessions, which it destroys when it goes itself.
-    void keep_credentials(CSspiCredentials* of_sessions) { credentials = of_sessions; }
-
-    /// Whose turn it is to wait on the handle.
-    WaitTurn& turn() { return turn_; }
-
-    PEL_Mutex& mutex() { return mutex_; }
-    _SOAP_Connection* head() const { return head_; }
-
-private:
-    ~_SOAP_ConnectionList();
-    bool index(_SOAP_Connection* connection);
-    void unlink(_SOAP_Connection* connection);
-    static void close_chain(_SOAP_Connection* first);
-
-    struct Slot {
-        _SOAP_Connection* idle = nullptr;
-        bool serving = false;  ///< a task has it
-        bool reading = false;
-    };
-
-    _SOAP_Connection* head_ = nullptr;
-    _SOAP_Connection* tail_ = nullptr;
-    PEL_Mutex mutex_;
-    WaitTurn turn_;
-    vqHandle handle_ = nullptr;
-    CSspiCredentials* credentials = nullptr;
-    Slot* slots = nullptr;  ///< by socket number
-    int slot_count = 0;
-    int idle = 0;
-    bool closed = false;
-    std::atomic<bool> unanswered = false;
-    std::atomic<bool> starved = false;
-    std::atomic<int> tasks = 0;
-    std::atomic<int> references = 1;
-};
-
-/// Stands at the head of a list and keeps it locked while it lives. The connection given last may be removed.
-class _SOAP_ConnectionIterator {
-public:
-    explicit _SOAP_ConnectionIterator(_SOAP_ConnectionList& list)
-        : lock(list.mutex()), current(list.head()) {}
-
-    /// The current connection, null at the end; steps on before it returns.
-    _SOAP_Connection* next() {
-        _SOAP_Connection* const given = current;
-        if (given != nullptr) current = given->link;
-        return given;
-    }
-
-private:
-    PEL_Lock lock;
-    _SOAP_Connection* current;
-};
+/// Milliseconds of the clock by which they wait.
+std::int64_t wait_clock();
+/// The time on that clock in so many seconds; 0 seconds is never.
+std::int64_t deadline_in(double seconds);

@@ -3,143 +3,105 @@
 
 #include <vqsys/handle.h>
 #include <vqsys/net.h>
-#include <vqsys/text.h>
 
-#include <charconv>
+#include <algorithm>
 #include <chrono>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <string>
-#include <string_view>
+#include <cstdio>
 
-#include "http/http_message.h"
-#include "marshal/soap_in_stream.h"
-#include "marshal/soap_out_stream.h"
-#include "server/connection.h"
-#include "server/endpoint_table.h"
-#include "server/read_timeout.h"
-#include "server/server_frame.h"
-#include "streams/socket_streams.h"
+#include "addressing/secure_options.h"
+#include "server/connection_list.h"
+#include "server/connection_steps.h"
+#include "server/server_limits.h"
 #include "transport/broker.h"
 
 namespace {
 
-/// Bytes of a request that nobody read which are read off a kept connection before the next one.
-constexpr long kDrainLimit = 64 * 1024;
-/// What a peer may still send, and how many seconds it may pause and go on for in all, when its connection is
-/// closed behind a reply that came before the end of its request.
-constexpr long kUnreadLimit = 1024 * 1024;
-constexpr double kUnreadPause = 0.1;
-constexpr auto kUnreadTime = std::chrono::milliseconds(500);
-/// How long a worker that is done looks for the next request before the server's loop does: about what it
+using Next = ConnectionSteps::Next;
+
+/// How long a worker that is done looks for the next connection before the server's loop does: about what it
 /// costs to wake a thread.
 constexpr auto kLinger = std::chrono::microseconds(50);
+/// Steps in a row behind which a connection lets others go first.
+constexpr int kStepsInTurn = 32;
+/// For a kept connection whose request got no answer: its peer may be waiting for one.
+constexpr double kUnansweredSeconds = 1;
+/// How long nothing is read from a connection while too many bytes wait.
+constexpr double kFullSeconds = 0.25;
 
-enum class After {
-    keep,
-    close,
-    close_unread  ///< there is a reply on its way, and more of the request may come
-};
+/// Until when the connection may wait.
+std::int64_t wait_end(_SOAP_Connection& connection, Next next) {
+    if (next == Next::room) return deadline_in(kFullSeconds);
+    if (next == Next::idle) return deadline_in(kUnansweredSeconds);
+    if (connection.phase == Phase::handshake || connection.phase == Phase::parting)
+        return connection.last_deadline;
+    const double limit = server_limits::read_timeout();
+    if (connection.phase == Phase::request && connection.last_deadline == DeadlineWheel::kNever)
+        connection.last_deadline = deadline_in(limit * server_limits::kWholeRequestFactor);
+    return std::min(deadline_in(limit), connection.last_deadline);
+}
 
-/// One HTTP exchange with all that belongs to it.
-class RequestTask {
-public:
-    explicit RequestTask(_SOAP_Connection& served)
-        : connection(served), message(new CHttpMessage(HTTP_SERVER_SIDE)) {}
+int wait_mode(Next next) {
+    if (next == Next::room) return 0;
+    return next == Next::writable ? kVqWritable : kVqReadable;
+}
 
-    After run() {
-        const After after = message != nullptr ? exchange() : After::close;
-        SOA::get_default_context().delete_values(_Caldane_String("*"));
-        connection.list->read_ends(&connection);
-        return after;
+/// Puts it to wait in its list; false if that takes it no more.
+bool put_to_wait(_SOAP_Connection* connection, Next next) {
+    if (next == Next::idle && !connection->unanswered) return connection->list->append(connection);
+    connection->paused = next == Next::room;
+    return connection->list->wait(connection, wait_mode(next), wait_end(*connection, next));
+}
+
+/// A worker reads a large body as it comes, and then lets the next one do so. `Next::turn` where this one has
+/// to wait for its turn.
+Next take_stream_turn(_SOAP_Connection* connection) {
+    _SOAP_ConnectionList& list = *connection->list;
+    if (connection->last_deadline == DeadlineWheel::kNever)
+        connection->last_deadline =
+            deadline_in(server_limits::read_timeout() * server_limits::kWholeRequestFactor);
+    const StreamTurn turn = list.begin_stream(*connection, connection->last_deadline);
+    if (turn != StreamTurn::begun) return turn == StreamTurn::waits ? Next::turn : Next::nothing;
+    const Next next = ConnectionSteps(*connection).step();
+    if (_SOAP_Connection* const other = list.end_stream(*connection))
+        Dispatcher::new_task(&serve_connection, other);
+    return next;
+}
+
+/// Closes connections while too many bytes wait in memory.
+void make_room(_SOAP_ConnectionList& list) {
+    while (_SOAP_Connection* const largest = list.take_largest()) {
+        end_connection(largest);
+        list.task_ends();
     }
+}
 
-private:
-    After exchange() {
-        serve();
-        out_stream.close_body();
-        // A peer that waits for a reply which memory did not suffice for is to see that none comes.
-        const bool reply_lost = replied && !message->IsHeaderWritten();
-        const bool given_up = replied && !request_read;
-        const bool stays = wants_to_stay() && !reply_lost && !given_up && drained();
-        in_stream.release();
-        connection.unanswered = stays && !message->IsHeaderWritten();
-        if (stays) return After::keep;
-        const bool unread = !request_read || vqNetPeek(connection.socket) == vqNetState::readable;
-        return replied && unread ? After::close_unread : After::close;
-    }
-
-    /// Malformed XML ends here: such a request is answered by nothing, like others that cannot be read.
-    void serve() {
-        try {
-            if (!read_request()) return;
-            call();
-        } catch (...) {
-            out_stream.drop_body();
-            replied = false;
+/// Goes on with one connection until it waits or is gone.
+void advance(_SOAP_Connection* connection) {
+    _SOAP_ConnectionList& list = *connection->list;
+    bool refused = false;
+    for (int steps = 1;; ++steps) {
+        const bool streams = connection->phase == Phase::streamed;
+        const Next next = streams ? take_stream_turn(connection) : ConnectionSteps(*connection).step();
+        if (next == Next::nothing) return end_connection(connection);
+        if (next == Next::turn && streams) return;  // the list has it
+        if (next == Next::again || next == Next::turn) {
+            if (steps % kStepsInTurn != 0) continue;
+            list.last_task_begins(connection);
+            Dispatcher::new_task(&serve_connection, connection);
+            return;
         }
-    }
-
-    bool read_request() {
-        SOA::get_default_context().delete_values(_Caldane_String("*"));
-        in_stream.attach(message.get(), connection.socket, connection.channel);
-        auto* const socket_in = new CSocketInputStream(connection.socket, connection.channel);
-        if (socket_in == nullptr) return false;
-        socket_in->set_deadline(read_timeout() * kWholeRequestFactor);
-        std::unique_ptr<CInputStream> source(socket_in);
-        if (in_stream.open_envelope_from(std::move(source)) == 0 || in_stream.open_result() == 0)
-            return false;
-        return message->GetPath() != nullptr;
-    }
-
-    void call() {
-        message->AddResponseHeader("Content-Type", "text/xml; charset=\"utf-8\"");
-        const char* path = message->GetPath();
-        if (*path == '/') ++path;
-        _Caldane_CallInfo info;
-        out_stream.attach(message.get(), connection.socket, connection.channel);
-        if (out_stream.open_body() == 0) return;
-        _SOAP_ServerFrame frame(in_stream, out_stream, wants_to_stay() ? kDrainLimit : 0);
-        replied = true;
-        _SOA_IncomingCall incoming(frame, target_key(path), SOA::endpoint(),
-                                   _Caldane_String(in_stream.operation_name()), _Caldane_String(""),
-                                   _Caldane_String(in_stream.operation_namespace()), info, nullptr);
-        incoming.invoke();
-        request_read = frame.request_was_read();
-    }
-
-    /// The key that the address was published under, else the path itself.
-    _Caldane_String target_key(const char* path) const {
-        std::string key = std::to_string(connection.port);
-        key += '/';
-        key += path;
-        _Caldane_String found;
-        if (endpoint_table().lookup(_Caldane_String(std::string_view(key)), &found) != 0) return found;
-        return _Caldane_String(path);
-    }
-
-    bool wants_to_stay() const {
-        const char* const wish = message->GetRequestHeader("Connection");
-        return wish != nullptr && vqOSstricmp(wish, "Keep-Alive") == 0;
-    }
-
-    /// True when the connection stands at the start of the next request.
-    bool drained() {
-        try {
-            return in_stream.drained(kDrainLimit);
-        } catch (...) {
-            return false;
+        list.count_memory(*connection);
+        const bool heavy = connection->counted != 0;
+        if (put_to_wait(connection, next)) {
+            if (heavy) make_room(list);
+            return;
         }
+        // The server is ending: what has come by now is the last that counts.
+        if (connection->phase != Phase::request || connection->input_ended) return end_connection(connection);
+        connection->input_ended = refused || !connection->asks();
+        refused = true;
     }
-
-    _SOAP_Connection& connection;
-    std::unique_ptr<CHttpMessage> message;
-    _SOAP_InStream in_stream;
-    _SOAP_OutStream out_stream;
-    bool replied = false;
-    bool request_read = false;
-};
+}
 
 struct Found {
     _SOAP_Connection* connection = nullptr;
@@ -166,66 +128,56 @@ Found take_ready(_SOAP_ConnectionList& list) {
     return found;
 }
 
-/// Looks for connections that have become readable, for a moment.
+/// Looks for connections that have become ready, for a moment.
 Found find_next(_SOAP_ConnectionList& list) {
     const auto end = std::chrono::steady_clock::now() + kLinger;
     do {
-        const vqTimeout at_once = {0, 0};
-        const int woken = vqBlock(list.handle(), &at_once);
+        const int woken = vqBlockFor(list.handle(), 0);
         if (woken == 0) return take_ready(list);
         if (woken != kVqTimedOut) return {nullptr, true};
     } while (Dispatcher::waiting() == 0 && std::chrono::steady_clock::now() < end);
     return {};
 }
 
-/// Shows the peer the end of the reply, and for a moment drops what it still sends: a connection that is
-/// closed over unread bytes is reset, which takes the reply away from a peer that has not read it yet.
-void drop_unread(const _SOAP_Connection& connection) {
-    vqNetShutdownWrite(connection.socket);
-    vqNetSetTimeout(connection.socket, kUnreadPause);
-    const auto end = std::chrono::steady_clock::now() + kUnreadTime;
-    char dropped[4096];
-    long total = 0;
-    while (total < kUnreadLimit && std::chrono::steady_clock::now() < end) {
-        const int count = vqNetRecv(connection.socket, dropped, sizeof dropped, 0);
-        if (count <= 0) return;
-        total += count;
-    }
+/// True if the peer's system has acknowledged some of the reply since the last look.
+bool takes_reply(_SOAP_Connection& connection) {
+    const long long before = connection.acknowledged;
+    connection.acknowledged = vqNetAcknowledged(connection.socket);
+    return connection.acknowledged > before;
 }
 
-/// One request; afterwards the connection is back in its list or gone.
-void serve_one(_SOAP_Connection* connection) {
-    After after = RequestTask(*connection).run();
-    while (after == After::keep && connection->has_unread()) {
-        connection->list->read_begins(connection);
-        after = RequestTask(*connection).run();
-    }
-    connection->last_used = idle_clock();
-    if (after == After::keep) {
-        if (connection->list->append(connection)) return;
-        // The server is ending: what has come meanwhile is the last request.
-        if (connection->asks()) {
-            connection->list->read_begins(connection);
-            after = RequestTask(*connection).run();
-        }
-    }
-    if (after == After::close_unread) {
-        connection->stop_tls();
-        drop_unread(*connection);
-    }
+}  // namespace
+
+void end_connection(_SOAP_Connection* connection) {
     connection->list->leaves(connection);
     connection->close();
     delete connection;
 }
 
-}  // namespace
+void expire_connection(_SOAP_Connection* connection) {
+    _SOAP_ConnectionList* const list = connection->list;
+    if (connection->phase == Phase::reply && takes_reply(*connection) &&
+        put_to_wait(connection, Next::writable))
+        return list->task_ends();
+    const bool in_time = wait_clock() < connection->last_deadline;
+    const bool tries_again = connection->paused && in_time;
+    if (tries_again || (connection->phase == Phase::request && connection->framing.has_head())) {
+        connection->input_ended = !tries_again;
+        Dispatcher::new_task(&serve_connection, connection);
+        return;
+    }
+    if (connection->phase == Phase::handshake && connection->channel != nullptr)
+        std::printf("SSL handshake fail, Couldn't connect\n");
+    end_connection(connection);
+    list->task_ends();
+}
 
 void serve_connection(void* argument) {
     auto* connection = static_cast<_SOAP_Connection*>(argument);
     _SOAP_ConnectionList* const list = connection->list;
     std::uint64_t turn = 0;
     for (;;) {
-        serve_one(connection);
+        advance(connection);
         if (turn != 0 && !list->turn().look_again(turn)) turn = 0;
         // What waits in the queue came first.
         if (Dispatcher::waiting() != 0) break;

@@ -6,30 +6,29 @@
 #include <vqsys/handle.h>
 #include <vqsys/net.h>
 
+#include <arpa/inet.h>
+
+#include <algorithm>
 #include <cerrno>
 
-#include "server/connection.h"
+#include "addressing/secure_options.h"
+#include "server/connection_list.h"
 #include "server/connection_task.h"
-#include "server/read_timeout.h"
+#include "server/server_limits.h"
 #include "server/soap_server.h"
 
 void _SOAP_Transport_Server::run() {
     if (run_entered.exchange(true)) return;
     if (core != nullptr && core->usable()) {
-        std::int32_t last_sweep = idle_clock();
+        last_sweep = idle_clock();
         bool tasks_begun = false;
         while (server_running == 1) {
             // Workers that have just got something to do look for more themselves.
             if (core->turn().take_for_loop(!tasks_begun)) {
-                tasks_begun = wait_once();
+                tasks_begun = wait_once(longest_wait());
                 core->turn().offer();
             }
-            const std::int32_t now = idle_clock();
-            const std::int32_t between = core->has_unanswered() ? 0 : kSweepSeconds;
-            if (now - last_sweep > between) {
-                core->close_idle(now, kIdleSeconds);
-                last_sweep = now;
-            }
+            end_overdue();
         }
         core->turn().end();
         accept_waiting();
@@ -37,18 +36,37 @@ void _SOAP_Transport_Server::run() {
     close_all();
 }
 
+/// Milliseconds after which the loop has to look whose time is over.
+int _SOAP_Transport_Server::longest_wait() {
+    if (core->has_deadlines()) return static_cast<int>(DeadlineWheel::kTick);
+    return std::clamp(server_limits::idle_timeout(), 1, kWaitSeconds) * 1000;
+}
+
 /// Waits until something happens, and sees to it; true if tasks have begun.
-bool _SOAP_Transport_Server::wait_once() {
+bool _SOAP_Transport_Server::wait_once(int milliseconds) {
     // A worker that had the turn may have met the call that was meant to end the wait below.
     if (server_running == 0) return false;
     watch_listeners();
-    const vqTimeout wait = {core->has_unanswered() ? 1 : kWaitSeconds, 0};
-    const int woken = vqBlock(core->handle(), &wait);
+    const int woken = vqBlockFor(core->handle(), milliseconds);
     if (server_running == 0) return false;
     if (woken == 0) return serve_ready();
     // The system is short of something: not at full speed then.
     if (woken < 0) PEL_Thread::delay(0.01);
     return false;
+}
+
+/// Sees to the connections whose time is over.
+void _SOAP_Transport_Server::end_overdue() {
+    const std::int64_t now = wait_clock();
+    if (now - last_tick >= DeadlineWheel::kTick) {
+        last_tick = now;
+        while (_SOAP_Connection* const connection = core->take_due(now)) expire_connection(connection);
+    }
+    const std::int32_t longest = server_limits::idle_timeout();
+    const std::int32_t seconds = idle_clock();
+    if (longest == 0 || seconds - last_sweep <= std::min(longest, kSweepSeconds)) return;
+    last_sweep = seconds;
+    core->close_idle(seconds, longest);
 }
 
 /// Listeners are watched only while a further socket may be had; new clients wait in the system's queue then.
@@ -100,8 +118,7 @@ bool _SOAP_Transport_Server::accept_from(vqSocket socket) {
         }
     }
     if (listener.socket == kVqNoSocket) return true;
-    // A handshake may take its time: connections that wait for a task come in between.
-    return accept_many(listener, listener.secure != 0 ? 1 : kMostAtOnce);
+    return accept_many(listener, kMostAtOnce);
 }
 
 bool _SOAP_Transport_Server::accept_many(const _SOAP_Listener& listener, int most) {
@@ -130,63 +147,92 @@ void _SOAP_Transport_Server::accept_waiting() {
 /// True if a connection was accepted, whose unit is then its own or given back.
 bool _SOAP_Transport_Server::accept_one(const _SOAP_Listener& listener) {
     vqSocket accepted = kVqNoSocket;
-    if (const int failure = vqNetAccept(listener.socket, &accepted, nullptr, nullptr); failure != VQOK) {
+    vqAddress peer;
+    int length = sizeof peer;
+    if (const int failure = vqNetAccept(listener.socket, &accepted, &peer, &length); failure != VQOK) {
         // Out of descriptors or memory: the listener stays readable, and asking at full speed helps nobody.
         if (failure != EAGAIN && failure != ECONNABORTED) PEL_Thread::delay(0.01);
         return false;
     }
-    vqNetSetTimeout(accepted, read_timeout());
     auto* const connection = new _SOAP_Connection(accepted, listener.port, core);
     if (connection == nullptr) {
         vqNetClose(&accepted);
         SOA::socketResource().release();
         return true;
     }
-    const bool stands = listener.secure == 0 || start_tls(*connection);
-    // Its first request may have come with the end of the handshake: nothing would show at the socket then.
-    const bool asks_already = stands && connection->has_unread();
-    if (!stands || !core->append(connection)) {
+    connection->peer_address = peer.address;
+    connection->peer_port = ntohs(peer.port);
+    if (!core->admit(*connection, server_limits::connections_per_peer()) || !begin(*connection, listener)) {
         connection->close();
         delete connection;
-    } else if (asks_already && core->task_begins(accepted) != nullptr) {
-        Dispatcher::new_task(&serve_connection, connection);
     }
     return true;
 }
 
-/// Ends listening and closes what is idle. Requests that have arrived are served, those that are arriving are
-/// cut short, calls that are running are waited for. Leaves `connections` null, and touches nothing of this
-/// object behind that.
-void _SOAP_Transport_Server::close_all() {
+/// Has the list wait for the connection's first bytes; false if it cannot.
+bool _SOAP_Transport_Server::begin(_SOAP_Connection& connection, const _SOAP_Listener& listener) {
+    if (listener.secure == 0) return core->append(&connection);
     {
         const PEL_Lock lock(listeners_mutex);
-        for (int i = 0; i < listener_count; ++i) {
-            if (core != nullptr && core->usable()) {
-                vqHandleClearResourceMode(core->handle(), listeners[i].socket, kVqReadable);
-            }
-            vqNetClose(&listeners[i].socket);
-            SOA::socketResource().release();
-        }
-        PEL_array_delete(listeners);
-        listeners = nullptr;
-        listener_count = 0;
+        connection.credentials = static_cast<CSspiCredentials*>(getSSLContext());
     }
+    if (connection.credentials == nullptr) return false;
+    connection.phase = Phase::handshake;
+    connection.last_deadline = deadline_in(SecureOptions::current().handshake_seconds);
+    return core->wait(&connection, kVqReadable, connection.last_deadline);
+}
+
+/// Ends listening and closes what is idle. Requests that have arrived are served, those that are arriving are
+/// cut short, calls that are running and replies that are on their way are waited for. Leaves `connections`
+/// null, and touches nothing of this object behind that.
+void _SOAP_Transport_Server::close_all() {
+    close_listeners();
     if (core != nullptr) {
         while (_SOAP_Connection* const connection = core->close_next()) {
-            if (connection->asks()) {
-                core->last_task_begins(connection);
+            core->last_task_begins(connection);
+            if (connection->phase == Phase::request && connection->asks()) {
                 Dispatcher::new_task(&serve_connection, connection);
                 continue;
             }
-            connection->close();
-            delete connection;
+            end_connection(connection);
+            core->task_ends();
         }
-        core->stop_reading();
-        if (!core->await_tasks(kShutdownSeconds)) {
+        core->stop_streams();
+        if (!finish(kShutdownSeconds)) {
             // Peers that do not read their replies hold up nobody any longer.
             core->cut_tasks();
-            static_cast<void>(core->await_tasks(kCutSeconds));
+            while (_SOAP_Connection* const slow = core->close_next(true)) {
+                core->last_task_begins(slow);
+                end_connection(slow);
+                core->task_ends();
+            }
+            static_cast<void>(finish(kCutSeconds));
         }
     }
     connections.store(nullptr, std::memory_order_release);
+}
+
+void _SOAP_Transport_Server::close_listeners() {
+    const PEL_Lock lock(listeners_mutex);
+    for (int i = 0; i < listener_count; ++i) {
+        if (core != nullptr && core->usable()) {
+            vqHandleClearResourceMode(core->handle(), listeners[i].socket, kVqReadable);
+        }
+        vqNetClose(&listeners[i].socket);
+        SOA::socketResource().release();
+    }
+    PEL_array_delete(listeners);
+    listeners = nullptr;
+    listener_count = 0;
+}
+
+/// Goes on sending replies until none is left and no task runs, at most so many seconds; true if that came.
+bool _SOAP_Transport_Server::finish(double seconds) {
+    constexpr int kStep = 2;  // milliseconds
+    const std::int64_t end = deadline_in(seconds);
+    while (core->tasks() != 0 || core->has_replies()) {
+        if (wait_clock() >= end) return false;
+        if (core->usable() && vqBlockFor(core->handle(), kStep) == 0) static_cast<void>(serve_ready());
+    }
+    return true;
 }

@@ -10,13 +10,11 @@
 
 #include <caldane/servant.h>
 
-#include <algorithm>
-#include <cmath>
-
 #include "addressing/profile_tags.h"
 #include "addressing/secure_options.h"
 #include "addressing/soap_profile.h"
-#include "server/connection.h"
+#include "secure/sspi_credentials.h"
+#include "server/connection_list.h"
 
 std::atomic<std::int32_t> _SOAP_Transport_Server::server_running = 0;
 
@@ -35,14 +33,6 @@ _Caldane_String own_host_name() {
     return _Caldane_String(found ? entry->name : name, -1, Caldane::OWNERSHIP_COPY);
 }
 
-/// A peer that says nothing is kept from the thread that accepts, for as long as a handshake may take.
-void defer_silent_peers(vqSocket listener) {
-    constexpr double kLongest = 600;
-    const double seconds = SecureOptions::current().handshake_seconds;
-    const double wait = seconds > 0 ? std::min(std::ceil(seconds), kLongest) : kLongest;
-    static_cast<void>(vqNetDeferAccept(listener, static_cast<int>(wait)));
-}
-
 }  // namespace
 
 _SOAP_Transport_Server::_SOAP_Transport_Server()
@@ -53,7 +43,6 @@ _SOAP_Transport_Server::_SOAP_Transport_Server()
 
 _SOAP_Transport_Server::~_SOAP_Transport_Server() {
     server_running = 0;
-    cut_handshake();
     if (!run_entered.exchange(true)) close_all();
     if (core == nullptr) return;
     if (core->usable()) vqUnblock(core->handle(), 1);
@@ -117,7 +106,6 @@ int _SOAP_Transport_Server::open_listener(const char* address, _Caldane_Boolean 
     }
     if (!SOA::socketResource().acquire()) return -1;
     int result = vqNetSocket(&listener.socket, 2, 1, 0) == VQOK ? 0 : -2;
-    if (result == 0 && secure != 0) defer_silent_peers(listener.socket);
     if (result == 0) result = bind_listener(listener.socket, listener.port);
     if (result == 0) result = keep_listener(listener);
     if (result != 0) {
@@ -151,6 +139,19 @@ int _SOAP_Transport_Server::keep_listener(const _SOAP_Listener& listener) {
     listeners = grown;
     ++listener_count;
     return 0;
+}
+
+/// Once, for all secure connections. Where no certificate can be had, as standard output then tells, each
+/// handshake fails.
+void _SOAP_Transport_Server::make_credentials() {
+    const PEL_Lock lock(listeners_mutex);
+    if (ssl_context != nullptr || core == nullptr) return;
+    const SecureOptions options = SecureOptions::current();
+    CSspiCredentials* const credentials = createCredentials(options.vendor, options.protocol, nullptr);
+    if (credentials == nullptr) return;
+    static_cast<void>(credentials->acquireCredentials(options.subject, 0, options.exact));
+    core->keep_credentials(credentials);
+    ssl_context = credentials;
 }
 
 std::uint16_t _SOAP_Transport_Server::port_for(_Caldane_Boolean secure) {

@@ -63,8 +63,7 @@ public:
     /// For tasks to end whose connections were cut then.
     static constexpr double kCutSeconds = 0.2;
     static constexpr int kWaitSeconds = 10;
-    static constexpr int kSweepSeconds = 60;
-    static constexpr int kIdleSeconds = 60;
+    static constexpr std::int32_t kSweepSeconds = 60;
 
 private:
     ~_SOAP_Transport_Server() override;
@@ -73,17 +72,19 @@ private:
     int keep_listener(const _SOAP_Listener& listener);
     std::uint16_t port_for(_Caldane_Boolean secure);
     void watch_listeners();
-    bool wait_once();
+    int longest_wait();
+    bool wait_once(int milliseconds);
+    void end_overdue();
     bool serve_ready();
     bool accept_from(vqSocket socket);
     bool accept_many(const _SOAP_Listener& listener, int most);
     bool accept_one(const _SOAP_Listener& listener);
     void accept_waiting();
     void make_credentials();
-    bool start_tls(_SOAP_Connection& connection);
-    CSspiCredentials* enter_handshake(vqSocket socket);
-    void cut_handshake();
+    bool begin(_SOAP_Connection& connection, const _SOAP_Listener& listener);
     void close_all();
+    void close_listeners();
+    bool finish(double seconds);
 
     static std::atomic<std::int32_t> server_running;
 
@@ -97,6 +98,7 @@ private:
     /// The same until `run` has ended, then null.
     std::atomic<_SOAP_ConnectionList*> connections;
     std::atomic<bool> run_entered = false;
-    bool watching = false;                ///< the listeners are in the set
-    vqSocket in_handshake = kVqNoSocket;  ///< under the mutex of the listeners, as `ssl_context` is
+    bool watching = false;        ///< the listeners are in the set
+    std::int64_t last_tick = 0;   ///< milliseconds
+    std::int32_t last_sweep = 0;  ///< seconds
 };

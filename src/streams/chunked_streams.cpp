@@ -12,7 +12,14 @@ namespace {
 constexpr char kLineEnd[] = "\r\n";
 constexpr int kLineEndLength = 2;
 
-/// A chunk's size as `HexToInt` reads it; -1 if it does not fit 31 bits.
+bool is_hex_number(const char* line) {
+    if (*line == 0) return false;
+    while (IsHexDigit(*line)) ++line;
+    return *line == 0;
+}
+
+}  // namespace
+
 std::int32_t chunk_size(const char* line) {
     std::int64_t value = 0;
     for (; *line != 0; ++line) {
@@ -21,14 +28,6 @@ std::int32_t chunk_size(const char* line) {
     }
     return static_cast<std::int32_t>(value);
 }
-
-bool is_hex_number(const char* line) {
-    if (*line == 0) return false;
-    while (IsHexDigit(*line)) ++line;
-    return *line == 0;
-}
-
-}  // namespace
 
 CChunkedOutputStream::CChunkedOutputStream(COutputStream* next, CMessageHead* head)
     : sink(next), message(head) {

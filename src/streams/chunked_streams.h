@@ -13,6 +13,10 @@
 /// A size line of this many bytes, its CRs not counted, ends the body.
 inline constexpr int kChunkSizeLineRoom = 52;
 
+/// The size that a chunk's size line without its end tells, as `HexToInt` reads it; -1 if it does not fit 31
+/// bits.
+[[nodiscard]] std::int32_t chunk_size(const char* line);
+
 /// Writes a body in the chunked coding of RFC 9112 7.1: one chunk a write.
 class CChunkedOutputStream final : public COutputStream {
 public:

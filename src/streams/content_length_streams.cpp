@@ -10,11 +10,6 @@ namespace {
 constexpr char kContentLength[] = "Content-Length";
 constexpr std::int64_t kHugeLength = std::int64_t{1} << 40;
 
-struct DeclaredLength {
-    std::int64_t value;  // beyond `kHugeLength` it is not told exactly
-    bool well_formed;    // digits, and white space around them
-};
-
 bool is_space(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
@@ -25,17 +20,26 @@ DeclaredLength parse_length(const char* text) {
     const bool negative = *text == '-';
     bool well_formed = !negative && *text != '+';
     if (!well_formed) ++text;
-    if (*text < '0' || *text > '9') return {0, false};
+    if (*text < '0' || *text > '9') return {0, false, false};
     std::int64_t value = 0;
     for (; *text >= '0' && *text <= '9'; ++text) {
         if (value < kHugeLength) value = value * 10 + (*text - '0');
     }
     while (is_space(*text)) ++text;
     if (*text != '\0') well_formed = false;
-    return {negative ? -value : value, well_formed};
+    return {negative ? -value : value, well_formed, false};
 }
 
 }  // namespace
+
+DeclaredLength declared_length(const char* text, long long limit) {
+    DeclaredLength declared = parse_length(text);
+    declared.too_large =
+        declared.bytes > std::numeric_limits<std::int32_t>::max() || (limit > 0 && declared.bytes > limit);
+    if (declared.too_large) declared.well_formed = false;
+    if (declared.too_large || declared.bytes < 0) declared.bytes = 0;
+    return declared;
+}
 
 CContentLengthOutputStream::CContentLengthOutputStream(COutputStream* next, CMessageHead* head)
     : sink(next), message(head) {
@@ -166,13 +170,10 @@ void CContentLengthInputStream::look_up_length() {
         unlimited = true;
         return;
     }
-    const DeclaredLength declared = parse_length(text);
-    const long long limit = message->GetMaxBody();
-    const bool too_large =
-        declared.value > std::numeric_limits<std::int32_t>::max() || (limit > 0 && declared.value > limit);
-    if (too_large) message->SetBodyTooLarge();
-    well_formed = declared.well_formed && !too_large;
-    length = too_large || declared.value < 0 ? 0 : static_cast<std::int32_t>(declared.value);
+    const DeclaredLength declared = declared_length(text, message->GetMaxBody());
+    if (declared.too_large) message->SetBodyTooLarge();
+    well_formed = declared.well_formed;
+    length = static_cast<std::int32_t>(declared.bytes);
 }
 
 /// Reads of a body that ends with the connection. Whether one at the limit goes on shows only in its next

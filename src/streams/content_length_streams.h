@@ -11,6 +11,16 @@
 #include "streams/message_head.h"
 #include "streams/stream.h"
 
+/// What a Content-Length field says.
+struct DeclaredLength {
+    std::int64_t bytes;  ///< 0 where it cannot be used
+    bool well_formed;    ///< digits with white space around them, and no more than may be read
+    bool too_large;      ///< more than 31 bits or than the limit
+};
+
+/// The length that `text` declares; `limit` 0 is none.
+[[nodiscard]] DeclaredLength declared_length(const char* text, long long limit);
+
 /// Writes a body whose length stands in the head. Unless the length is declared ahead, the body waits in
 /// memory until the first `flush`, which sets Content-Length and sends head and body.
 class CContentLengthOutputStream final : public COutputStream {

@@ -329,9 +329,9 @@ TEST_F(Handle, BadArgumentsAreRefused) {
     const Bell bell;
     EXPECT_EQ(vqHandleAddResourceMode(handle, kVqNoSocket, kVqReadable), EBADF);
     EXPECT_EQ(vqHandleAddResourceMode(handle, 19999, kVqReadable), EBADF);
-    EXPECT_EQ(vqHandleAddResourceMode(handle, bell.socket, 2), EINVAL);
+    EXPECT_EQ(vqHandleAddResourceMode(handle, bell.socket, 3), EINVAL);
     EXPECT_EQ(vqHandleAddResourceMode(nullptr, bell.socket, kVqReadable), EINVAL);
-    EXPECT_EQ(vqHandleClearResourceMode(handle, bell.socket, 2), EINVAL);
+    EXPECT_EQ(vqHandleClearResourceMode(handle, bell.socket, 3), EINVAL);
     EXPECT_EQ(vqHandleCreate(nullptr), EINVAL);
     EXPECT_EQ(vqHandleReady(handle, nullptr, 10), 0);
     EXPECT_EQ(vqBlock(nullptr, &kAtOnce), -1);

@@ -24,6 +24,9 @@ public:
     /// Threads of the pool.
     [[nodiscard]] static std::size_t workers() noexcept;
 
+    /// The most threads that the pool may have: `dispatcher_threads`.
+    [[nodiscard]] static std::size_t most_workers();
+
     /// Waits until no task waits or runs, at most `seconds`; true if that came. Not from within a task.
     [[nodiscard]] static bool drain(double seconds);
 

@@ -3,6 +3,8 @@
 
 #include <vqsys/types.h>
 
+#include <cstddef>
+
 /// Blocking sockets. Each call but the transfers gives 0 (VQOK) on success and otherwise the system's
 /// error number; `vqNetErrorText` then has the words. Signals never cut a call short and a broken
 /// connection never raises one. Every socket is closed when the process executes another program.
@@ -62,6 +64,25 @@ inline constexpr int kVqSendInTime = 0x1000000;
 
 /// Blocks until something is there: the count, 0 when the peer has ended the connection, or -1.
 [[nodiscard]] int vqNetRecv(vqSocket socket, char* buffer, int length, int flags);
+
+/// What has arrived already, without waiting, on sockets of either mode: the count, 0 when the peer has ended
+/// the connection, `kVqNothingYet`, or `kVqBroken`.
+[[nodiscard]] int vqNetRecvNow(vqSocket socket, char* buffer, int length);
+
+inline constexpr int kVqNothingYet = -1;
+inline constexpr int kVqBroken = -2;
+
+/// Two pieces of bytes, the second behind the first; either may be empty.
+struct vqPieces {
+    const char* first;
+    std::size_t first_length;
+    const char* second;
+    std::size_t second_length;
+};
+
+/// Sends what the system takes at once, without waiting, on sockets of either mode: the count, which may be
+/// 0, or `kVqBroken`. At most 1 GiB at a time.
+[[nodiscard]] long vqNetSendNow(vqSocket socket, const vqPieces& pieces);
 
 enum class vqNetState {
     idle,      ///< the connection stands and no byte waits

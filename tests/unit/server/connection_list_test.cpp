@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "server/connection.h"
+#include "server/connection_list.h"
 
 #include <gtest/gtest.h>
 #include <vqsys/net.h>
@@ -14,8 +14,8 @@
 
 namespace {
 
-constexpr vqTimeout kAtOnce = {0, 0};
-constexpr vqTimeout kSoon = {10, 0};
+constexpr int kAtOnce = 0;
+constexpr int kSoon = 10000;
 
 /// A list with connections over socket pairs; what is left in the list at the end is the list's.
 class ConnectionList : public testing::Test {
@@ -42,10 +42,10 @@ protected:
         return '?';
     }
     /// The sockets that the wait handle reports.
-    std::string ready(const vqTimeout& wait = kAtOnce) {
+    std::string ready(int wait = kAtOnce) {
         std::string text;
         vqSocket found[8];
-        if (vqBlock(list.handle(), &wait) != 0) return text;
+        if (vqBlockFor(list.handle(), wait) != 0) return text;
         const int count = vqHandleReady(list.handle(), found, 8);
         for (int i = 0; i < count; ++i) text += number_of(found[i]);
         return text;
@@ -127,7 +127,6 @@ TEST_F(ConnectionList, WatchesIdleConnectionsAndNoOthers) {
     pairs[1].send("y");
     EXPECT_EQ(ready(), "") << "a task reads from it";
     EXPECT_EQ(ready(), "");
-    list.read_ends(taken);
     ASSERT_TRUE(list.append(taken));
     EXPECT_EQ(ready(kSoon), "1");
     list.task_ends();
@@ -160,67 +159,141 @@ TEST_F(ConnectionList, TakesNothingOnceItIsClosed) {
     list.task_ends();
 }
 
-TEST_F(ConnectionList, EndsTheReadingOfRequestsThatAreNotThere) {
-    fill();
-    _SOAP_Connection* const waiting = list.task_begins(pairs[0].near);
-    _SOAP_Connection* const calling = list.task_begins(pairs[1].near);
-    list.read_ends(calling);
-    std::promise<int> count;
-    std::thread task([&] {
-        char byte = 0;
-        count.set_value(vqNetRecv(waiting->socket, &byte, 1, 0));
-    });
-    EXPECT_FALSE(list.await_tasks(0.005));
-    list.stop_reading();
-    EXPECT_EQ(count.get_future().get(), 0);
-    task.join();
-    // Who reads later meets the end as well; who had all it needs is left alone.
-    EXPECT_EQ(vqNetPeek(calling->socket), vqNetState::idle);
-    list.read_begins(calling);
-    EXPECT_EQ(vqNetPeek(calling->socket), vqNetState::closed);
-    for (_SOAP_Connection* const connection : {waiting, calling}) {
-        EXPECT_FALSE(list.append(connection));
+TEST_F(ConnectionList, LetsAConnectionWaitUntilItIsReadyOrItsTimeIsOver) {
+    const std::int64_t now = wait_clock();
+    const std::int64_t over = now + 2 * DeadlineWheel::kTick;
+    const struct {
+        int pair;
+        int mode;
+        Phase phase;
+    } cases[] = {{0, kVqReadable, Phase::handshake}, {1, kVqWritable, Phase::reply}, {2, 0, Phase::request}};
+    EXPECT_FALSE(list.has_deadlines());
+    for (const auto& c : cases) {
+        _SOAP_Connection* const connection = made(c.pair);
+        connection->phase = c.phase;
+        ASSERT_TRUE(list.wait(connection, c.mode, now + DeadlineWheel::kTick / 2));
+        pairs[static_cast<std::size_t>(c.pair)].send("x");
+    }
+    EXPECT_EQ(vqBlockFor(list.handle(), kAtOnce), 0) << "the first wakes the server, which has to look";
+    EXPECT_TRUE(list.has_replies());
+    EXPECT_EQ(list.remove(pairs[0].near), nullptr) << "it is not idle";
+    _SOAP_Connection* const read = list.task_begins(pairs[0].near);
+    ASSERT_NE(read, nullptr);
+    EXPECT_EQ(list.take_due(now), nullptr);
+    _SOAP_Connection* const first = list.take_due(over);
+    _SOAP_Connection* const second = list.take_due(over);
+    ASSERT_TRUE(first != nullptr && second != nullptr);
+    EXPECT_EQ(list.take_due(over), nullptr);
+    EXPECT_FALSE(list.has_deadlines());
+    EXPECT_FALSE(list.has_replies());
+    EXPECT_EQ(list.tasks(), 3) << "whoever took them counts as a task";
+    for (_SOAP_Connection* const connection : {read, first, second}) {
         delete connection;
         list.task_ends();
     }
-    EXPECT_TRUE(list.await_tasks(10));
 }
 
-TEST_F(ConnectionList, CutsOffPeersThatDoNotReadWhatTasksSend) {
-    fill();
-    _SOAP_Connection* const sending = list.task_begins(pairs[0].near);
-    _SOAP_Connection* const leaving = list.task_begins(pairs[1].near);
-    list.read_ends(sending);
-    list.leaves(leaving);
-    std::promise<bool> sent;
-    std::thread task([&] {
-        const std::string much(16'000'000, 'x');
-        const int length = static_cast<int>(much.size());
-        sent.set_value(vqNetSend(sending->socket, much.data(), length, 0) == length);
-        list.leaves(sending);
-        list.task_ends();
-    });
-    EXPECT_FALSE(list.await_tasks(0.005));
-    list.cut_tasks();
-    EXPECT_FALSE(sent.get_future().get());
-    task.join();
-    // Neither those that are idle, nor a number that may be another socket's by now.
-    for (const int pair : {1, 2})
-        EXPECT_EQ(vqNetPeek(pairs[static_cast<std::size_t>(pair)].near), vqNetState::idle);
+TEST_F(ConnectionList, LetsRepliesGoOutOnceItIsClosed) {
+    _SOAP_Connection* const reply = made(0);
+    reply->phase = Phase::reply;
+    _SOAP_Connection* const request = made(1);
+    ASSERT_TRUE(list.wait(reply, kVqWritable, DeadlineWheel::kNever));
+    ASSERT_TRUE(list.wait(request, kVqReadable, DeadlineWheel::kNever));
+    EXPECT_EQ(list.close_next(), request);
+    EXPECT_EQ(list.close_next(), nullptr);
+    EXPECT_FALSE(list.wait(request, kVqReadable, DeadlineWheel::kNever));
+    ASSERT_EQ(list.task_begins(reply->socket), reply);
+    EXPECT_TRUE(list.wait(reply, kVqWritable, DeadlineWheel::kNever));
+    EXPECT_EQ(list.close_next(true), reply);
     list.task_ends();
-    EXPECT_TRUE(list.await_tasks(10));
-    delete sending;
-    delete leaving;
+    delete reply;
+    delete request;
+}
+
+TEST_F(ConnectionList, GivesHalfOfTheWorkersToLargeBodies) {
+    SOA::getProperties().set("dispatcher_threads", "4");
+    _SOAP_Connection* all[3] = {made(0), made(1), made(2)};
+    for (int i = 0; i < 3; ++i) {
+        all[i]->phase = Phase::streamed;
+        all[i]->last_progress = i;
+        const StreamTurn turn = list.begin_stream(*all[i], DeadlineWheel::kNever);
+        EXPECT_EQ(turn, i < 2 ? StreamTurn::begun : StreamTurn::waits);
+    }
+    // The one that waits gets the turn with the first that is given back, and keeps it until it ends.
+    EXPECT_EQ(list.end_stream(*all[0]), all[2]);
+    EXPECT_EQ(list.begin_stream(*all[2], DeadlineWheel::kNever), StreamTurn::begun);
+    EXPECT_EQ(list.begin_stream(*all[0], DeadlineWheel::kNever), StreamTurn::waits);
+    // The server's end cuts the reading, and nobody gets a turn any more.
+    list.stop_streams();
+    EXPECT_EQ(vqNetPeek(pairs[1].near), vqNetState::closed);
+    EXPECT_EQ(list.end_stream(*all[1]), nullptr);
+    EXPECT_EQ(list.begin_stream(*all[1], DeadlineWheel::kNever), StreamTurn::refused);
+    EXPECT_EQ(list.close_next(), all[0]);
+    SOA::getProperties().remove("dispatcher_threads");
+    list.task_ends();
+    for (_SOAP_Connection* const connection : all) delete connection;
+}
+
+TEST_F(ConnectionList, EndsTheLargestAndSlowestWhenTooMuchWaits) {
+    SOA::getProperties().set("SOAP_MAX_BUFFERED", "10000");
+    const struct {
+        std::size_t bytes;
+        std::int64_t seconds_ago;
+    } cases[] = {{8000, 1}, {2000, 100}, {3000, 1}};
+    for (int i = 0; i < 3; ++i) {
+        _SOAP_Connection* const connection = made(i);
+        connection->last_progress = wait_clock() - 1000 * cases[i].seconds_ago;
+        ASSERT_TRUE(connection->gathered.append(std::string(cases[i].bytes, 'x')));
+        list.count_memory(*connection);
+        EXPECT_EQ(list.is_full(), i == 2);
+        ASSERT_TRUE(list.wait(connection, kVqReadable, DeadlineWheel::kNever));
+    }
+    _SOAP_Connection* const slowest = list.take_largest();
+    ASSERT_NE(slowest, nullptr);
+    EXPECT_EQ(number_of(slowest->socket), '1');
+    EXPECT_TRUE(list.is_full()) << "its bytes count until it is closed";
+    ASSERT_TRUE(SOA::socketResource().acquire());
+    pairs[1].near = kVqNoSocket;
+    slowest->close();
+    _SOAP_Connection* const largest = list.take_largest();
+    ASSERT_NE(largest, nullptr);
+    EXPECT_EQ(number_of(largest->socket), '0');
+    largest->gathered.clear();
+    list.count_memory(*largest);
+    EXPECT_EQ(list.take_largest(), nullptr);
+    SOA::getProperties().remove("SOAP_MAX_BUFFERED");
+    for (_SOAP_Connection* const connection : {slowest, largest}) {
+        delete connection;
+        list.task_ends();
+    }
+}
+
+TEST_F(ConnectionList, AdmitsSoManyOfOneAddress) {
+    _SOAP_Connection* const one = made(0);
+    _SOAP_Connection* const two = made(1);
+    one->peer_address = two->peer_address = 7;
+    EXPECT_TRUE(list.admit(*one, 1));
+    EXPECT_FALSE(list.admit(*two, 1));
+    EXPECT_TRUE(list.admit(*two, 0)) << "no limit";
+    two->peer_address = 8;
+    EXPECT_TRUE(list.admit(*two, 1));
+    list.socket_closed(*one);
+    two->peer_address = 7;
+    two->admitted = false;
+    EXPECT_TRUE(list.admit(*two, 1));
+    delete one;
+    delete two;
 }
 
 TEST_F(ConnectionList, WakesTheServerThatWaitsForASocketOnce) {
-    list.socket_closed();
-    EXPECT_EQ(vqBlock(list.handle(), &kAtOnce), kVqTimedOut);
+    _SOAP_Connection bystander(pairs[0].near, 1, &list);
+    list.socket_closed(bystander);
+    EXPECT_EQ(vqBlockFor(list.handle(), kAtOnce), kVqTimedOut);
     list.await_socket();
-    list.socket_closed();
-    EXPECT_EQ(vqBlock(list.handle(), &kSoon), kVqUnblocked);
-    list.socket_closed();
-    EXPECT_EQ(vqBlock(list.handle(), &kAtOnce), kVqTimedOut);
+    list.socket_closed(bystander);
+    EXPECT_EQ(vqBlockFor(list.handle(), kSoon), kVqUnblocked);
+    list.socket_closed(bystander);
+    EXPECT_EQ(vqBlockFor(list.handle(), kAtOnce), kVqTimedOut);
 }
 
 TEST_F(ConnectionList, GivesTheUnitBackWithTheSocket) {
@@ -240,15 +313,15 @@ TEST_F(ConnectionList, ClosesThoseThatAreIdleTooLong) {
     const auto units = SOA::socketResource().in_use();
     for (int i = 0; i < 3; ++i) ASSERT_TRUE(SOA::socketResource().acquire());
     fill();
-    const std::int32_t ages[] = {59, 60, 61};
+    const std::int32_t ages[] = {61, 60, 59};
     _SOAP_Connection* connection = list.head();
     for (std::size_t i = 0; i < 3; ++i, connection = connection->link) connection->last_used = 1000 - ages[i];
     list.close_idle(1000, 60);
-    EXPECT_EQ(order(), "01");
+    EXPECT_EQ(order(), "12");
     EXPECT_EQ(SOA::socketResource().in_use(), units + 2);
-    pairs[2].near = kVqNoSocket;
+    pairs[0].near = kVqNoSocket;
     char byte = 0;
-    EXPECT_EQ(::recv(pairs[2].far, &byte, 1, 0), 0);
+    EXPECT_EQ(::recv(pairs[0].far, &byte, 1, 0), 0);
     for (int i = 0; i < 2; ++i) SOA::socketResource().release();
 }
 
@@ -259,7 +332,6 @@ TEST_F(ConnectionList, LivesAsLongAsATaskNeedsIt) {
     EXPECT_EQ(other->close_next(), nullptr);
     other->release();
     EXPECT_FALSE(connection->list->append(connection));
-    other->read_ends(connection);
     delete connection;
     other->task_ends();
 }
@@ -273,7 +345,6 @@ TEST_F(ConnectionList, ServesManyThreads) {
                 _SOAP_Connection* const taken =
                     list.task_begins(pairs[static_cast<std::size_t>((i + t) % 3)].near);
                 if (taken == nullptr) continue;
-                list.read_ends(taken);
                 EXPECT_TRUE(list.append(taken));
                 list.task_ends();
             }
@@ -282,7 +353,7 @@ TEST_F(ConnectionList, ServesManyThreads) {
     for (int i = 0; i < 500; ++i) EXPECT_LE(order().size(), 3U);
     for (std::thread& task : tasks) task.join();
     EXPECT_EQ(list.idle_count(), 3);
-    EXPECT_TRUE(list.await_tasks(0));
+    EXPECT_EQ(list.tasks(), 0);
 }
 
 }  // namespace
