@@ -15,15 +15,15 @@ namespace {
 /// The call that this thread is in, innermost first.
 thread_local const _Caldane_BoundCall* current_call = nullptr;
 
-/// What the transports would reach the object at a URL through.
-std::vector<_IOP_Profile> profiles_of(const _Caldane_String& url) {
-    const _Caldane_Object object(_IOP_IOR::from_url(url));
+/// What the transports would reach the object at a URL through. Nothing is bound by it: the endpoint may have
+/// a client already, with a connection.
+std::vector<_IOP_Profile> profiles_of(const _IOP_IOR& ior) {
     const BindingLock lock;
     std::vector<_IOP_Profile> profiles;
     for (_Caldane_Transport_Info* transport : TransportTable::instance().transports) {
-        const _IOP_Profile bound = transport->bind_profile(object, 0);
-        if (!bound.valid()) continue;
-        const _IOP_Profile own(bound->tag(), bound->data());
+        const _IOP_Profile made = transport->profile_of_url(ior);
+        if (!made.valid()) continue;
+        const _IOP_Profile own(made->tag(), made->data());
         if (own.valid()) profiles.push_back(own);
     }
     return profiles;
@@ -85,7 +85,7 @@ void _IOP_IOR::_release() noexcept {
 const std::vector<_IOP_Profile>& _IOP_IOR::handed_on() const {
     if (!profiles_.empty() || url_.is_null() || BindingLock::held()) return profiles_;
     try {
-        std::call_once(url_looked_at, [this] { url_profiles = profiles_of(url_); });
+        std::call_once(url_looked_at, [this] { url_profiles = profiles_of(*this); });
     } catch (const std::bad_alloc&) {
         // Tried again the next time.
     }

@@ -48,6 +48,10 @@ void _Caldane_Transport_ServerFrame::finished(_SOA_Call&) {}
 
 _Caldane_Transport_Info::~_Caldane_Transport_Info() = default;
 
+_IOP_Profile _Caldane_Transport_Info::profile_of_url(const _IOP_IOR&) {
+    return _IOP_Profile();
+}
+
 void* _Caldane_Transport_Info::_safe_cast(const void*) {
     return nullptr;
 }

@@ -3,16 +3,11 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "client/client_line.h"
 #include "client/response_framing.h"
-#include "client/soap_client.h"
 #include "http/http_text.h"
 
 namespace {
-
-/// Statuses whose body may be a call's outcome, and 0, which no status line has given.
-bool is_status_of_call(std::int32_t status) {
-    return status == 0 || status == 200 || status == 405 || status == 500;
-}
 
 std::string words_for_status(std::int32_t status) {
     const char* const known = HttpStatusText(status);
@@ -21,8 +16,12 @@ std::string words_for_status(std::int32_t status) {
 
 }  // namespace
 
+bool is_status_of_call(std::int32_t status) {
+    return status == 0 || status == 200 || status == 405 || status == 500;
+}
+
 /// For a call of which nothing was sent because the connection is of no more use. The broker takes another.
-std::int32_t _SOAP_Transport_Client::refuse_call() {
+std::int32_t ClientLine::refuse_call() {
     if (connection.time_is_up()) {
         describe_time();
     } else {
@@ -31,24 +30,11 @@ std::int32_t _SOAP_Transport_Client::refuse_call() {
         diagnosis += " had become useless after an earlier call";
         _Caldane_CallDiagnostics::not_delivered(call_info, true);
     }
-    invalidate();
+    spoil();
     return _Caldane_SystemException::COMM_FAILURE;
 }
 
-/// The failure of a call that never got its turn. Nothing of the client is touched: another call has it.
-void _SOAP_Transport_Client::store_late(const _Caldane_CallInfo& info) {
-    char words[96];
-    std::snprintf(words, sizeof words, "call timed out after %g s, waiting for the call before it",
-                  _Caldane_CallDuration::time_limit(info));
-    _Caldane_CallDiagnostics::describe(info, _Caldane_String(words));
-    if (_Caldane_CallException* const holder = _Caldane_CallException::lookup_or_add(info)) {
-        holder->exception(
-            _Caldane_SystemException(0, _Caldane_CompletionStatus(1), _Caldane_SystemException::COMM_FAILURE),
-            Caldane::OWNERSHIP_COPY);
-    }
-}
-
-void _SOAP_Transport_Client::store_failure(std::int32_t kind) {
+void ClientLine::store_failure(std::int32_t kind) {
     _Caldane_CallDiagnostics::describe(call_info, diagnosis);
     _Caldane_CallException* const holder = _Caldane_CallException::lookup_or_add(call_info);
     if (holder == nullptr) return;
@@ -62,14 +48,14 @@ void _SOAP_Transport_Client::store_failure(std::int32_t kind) {
     holder->exception(failure, Caldane::OWNERSHIP_COPY);
 }
 
-void _SOAP_Transport_Client::describe_time() {
+void ClientLine::describe_time() {
     char words[64];
     std::snprintf(words, sizeof words, "call timed out after %g s", time_limit);
     diagnosis = words;
 }
 
 /// `failing`: what is wrong if nothing of the connection or the HTTP explains it.
-void _SOAP_Transport_Client::describe_response(const char* failing) {
+void ClientLine::describe_response(const char* failing) {
     if (connection.time_is_up()) return describe_time();
     const std::string address(endpoint.view());
     if (!message->IsHeaderRead()) {

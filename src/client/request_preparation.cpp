@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "addressing/soap_profile.h"
-#include "client/soap_client.h"
+#include "client/client_line.h"
 #include "http/http_text.h"
 
 namespace {
@@ -27,20 +27,19 @@ _Caldane_String path_in_url(const _IOP_OctetSeq& url) {
 
 }  // namespace
 
-bool _SOAP_Transport_Client::prepare_for(const _Caldane_OutboundCall& call, const _SOAP_Profile& profile,
-                                         bool secure) {
+bool ClientLine::prepare_for(const _Caldane_OutboundCall& call, const _SOAP_Profile& profile) {
     const _Caldane_String action = quoted_action(call.oper());
-    if (profile.is_local()) return prepare_request(profile.path_text(), action, secure) != 0;
-    return prepare_request(path_in_url(profile.object_key()), call.oper(), secure) != 0;
+    if (profile.is_local()) return prepare_request(profile.path_text(), action) != 0;
+    return prepare_request(path_in_url(profile.object_key()), call.oper()) != 0;
 }
 
-const char* _SOAP_Transport_Client::own_property(const _Caldane_String& oper, const char* suffix) {
+const char* ClientLine::own_property(const _Caldane_String& oper, const char* suffix) {
     property.assign(oper.view());
     property += suffix;
     return SOA::getProperties().get(property);
 }
 
-_Caldane_String _SOAP_Transport_Client::quoted_action(const _Caldane_String& oper) {
+_Caldane_String ClientLine::quoted_action(const _Caldane_String& oper) {
     const char* value = own_property(oper, "_SOAPAction");
     if (value == nullptr) value = SOA::getProperties().get("default_SOAPAction", oper);
     property = '"';
@@ -49,14 +48,13 @@ _Caldane_String _SOAP_Transport_Client::quoted_action(const _Caldane_String& ope
     return _Caldane_String(property);
 }
 
-int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _Caldane_String& action,
-                                            bool secure) {
+int ClientLine::prepare_request(const _Caldane_String& path, const _Caldane_String& action) {
     if (path.is_null() || action.is_null()) {
         diagnosis = kNoMemory;
         return 0;
     }
     const char* const proxy = SOA::getProperties().get("proxy");
-    if (!connect_repeatedly(proxy != nullptr ? _Caldane_String(proxy) : endpoint, secure)) return 0;
+    if (!connect_repeatedly(proxy != nullptr ? _Caldane_String(proxy) : endpoint)) return 0;
     out_stream.attach(message.get(), connection.handle(), connection.secure_channel());
     in_stream.attach(message.get(), connection.handle(), connection.secure_channel());
     message->SetPath(path.c_str());
@@ -70,10 +68,10 @@ int _SOAP_Transport_Client::prepare_request(const _Caldane_String& path, const _
     return 0;
 }
 
-int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address, bool secure) {
+int ClientLine::connect_repeatedly(const _Caldane_String& address) {
     std::string reason;
     for (int attempt = 1;; ++attempt) {
-        if (connect(address, secure)) return 1;
+        if (connect(address)) return 1;
         if (connection.time_is_up()) {
             describe_time();
             diagnosis += " without a connection to ";
@@ -98,8 +96,8 @@ int _SOAP_Transport_Client::connect_repeatedly(const _Caldane_String& address, b
 }
 
 /// One attempt if there is no connection yet; in any case a new message.
-int _SOAP_Transport_Client::connect(const _Caldane_String& address, bool secure) {
-    if (!connection.connect(address, secure)) return 0;
+int ClientLine::connect(const _Caldane_String& address) {
+    if (!connection.connect(address, is_secure)) return 0;
     message.reset(new CHttpMessage(HTTP_CLIENT_SIDE));
     if (!message) {
         connection.close();

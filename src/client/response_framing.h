@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 
 class CHttpMessage;
 
@@ -15,6 +16,9 @@ inline constexpr std::chrono::seconds kTimeForOnewayReply{30};
 /// True if the response asks for the connection to be closed: "close" among the options of its Connection
 /// header (RFC 9112 9.6), in any case.
 [[nodiscard]] bool announces_close(const CHttpMessage& response);
+
+/// Statuses whose body may be a call's outcome, and 0, which no status line has given.
+[[nodiscard]] bool is_status_of_call(std::int32_t status);
 
 /// True if the response says where its body ends.
 [[nodiscard]] bool tells_its_length(const CHttpMessage& response);

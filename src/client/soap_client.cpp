@@ -1,241 +1,128 @@
 // SPDX-License-Identifier: MIT
 #include "client/soap_client.h"
 
-#include <algorithm>
-#include <new>
+#include <cstdio>
+#include <string>
 
 #include "addressing/soap_profile.h"
-#include "client/request_envelope.h"
 #include "client/response_framing.h"
+#include "settings/settings.h"
 
 namespace {
 
 using Kind = _Caldane_SystemException;
 
 constexpr char kQueryInterface[] = "_query_interface";
+/// How often a call changes to another connection since no byte of it arrived over the one before: each may
+/// have been closed by its server at the same moment.
+constexpr int kMostLines = 64;
 
-}  // namespace
-
-/// Leaves the client ready for the next call, however this one ends.
-class _SOAP_Transport_Client::CallScope {
-public:
-    explicit CallScope(_SOAP_Transport_Client& of) : client(of) {}
-    CallScope(const CallScope&) = delete;
-    CallScope& operator=(const CallScope&) = delete;
-    ~CallScope() {
-        if (!ended) end_by_exception();
-    }
-
-    void end() {
-        ended = true;
-        if (client.out_stream.body_open()) {
-            client.out_stream.drop_body();
-            // Half a request must not be completed by the next one.
-            if (!client.connection.sent_nothing()) client.invalidate();
-        }
-        if (client.awaits_response) client.settle();
-        client.in_stream.release();
-    }
-
-private:
-    void end_by_exception() {
-        try {
-            if (client.awaits_response) client.describe_response(what_is_malformed().c_str());
-            _Caldane_CallDiagnostics::describe(client.call_info, client.diagnosis);
-        } catch (const std::bad_alloc&) {
-            client.invalidate();
-        }
-        end();
-    }
-
-    std::string what_is_malformed() const {
-        std::string words = "the response is not well-formed XML";
-        if (const CXmlPullParserException* const failure = client.in_stream.failure()) {
-            words += ": line " + std::to_string(failure->line()) + ", column " +
-                     std::to_string(failure->column()) + ": " + failure->message();
-        }
-        return words;
-    }
-
-    _SOAP_Transport_Client& client;
-    bool ended = false;
-};
-
-_SOAP_Transport_Client::_SOAP_Transport_Client(const _Caldane_String& address) : endpoint(address) {
-    const _Caldane_Properties& properties = SOA::getProperties();
-    in_stream.set_rpc_encoding(properties.get("SOAP_ENABLE_RPC_ENCODER") != nullptr);
-    out_stream.set_rpc_encoding(properties.get("SOAP_ENABLE_RPC_ENCODER") != nullptr);
-    if (endpoint.is_null()) invalidate();  // memory has ended; another one may fare better
+int connections_allowed() {
+    return static_cast<int>(setting("SOAP_CLIENT_CONNECTIONS").number());
 }
 
-_SOAP_Transport_Client::~_SOAP_Transport_Client() {
-    message.reset();
-    connection.close();
-}
-
-bool _SOAP_Transport_Client::usable() {
-    const PEL_TimedLock guard(lock, _Caldane_CallDuration::end_of_call());
-    if (!guard) return true;  // `invoke` is going to say what kept the call
-    if (!connection.is_connected()) return true;
-    switch (connection.look()) {
-        case vqNetState::idle:
-            return true;
-        case vqNetState::readable:
-            return reply_outstanding;
-        case vqNetState::closed:
-            break;
+/// Leaves the failure of a call that went over no line.
+_Caldane_Boolean fail(const _Caldane_CallInfo& info, std::int32_t kind, const char* words) {
+    _Caldane_CallDiagnostics::describe(info, _Caldane_String(words));
+    if (_Caldane_CallException* const holder = _Caldane_CallException::lookup_or_add(info)) {
+        holder->exception(_Caldane_SystemException(0, _Caldane_CompletionStatus(1), kind),
+                          Caldane::OWNERSHIP_COPY);
     }
-    return false;
-}
-
-_Caldane_Boolean _SOAP_Transport_Client::invoke(_Caldane_OutboundCall& call) {
-    const PEL_TimedLock guard(lock, _Caldane_CallDuration::end_of_call());
-    if (!guard) {
-        store_late(call.info());
-        return _Caldane_FALSE;
-    }
-    call_info = call.info();
-    diagnosis.clear();
-    CallScope scope(*this);
-    const std::int32_t kind = perform(call);
-    scope.end();
-    if (kind == 0) return _Caldane_TRUE;
-    store_failure(kind);
     return _Caldane_FALSE;
 }
 
-std::int32_t _SOAP_Transport_Client::perform(_Caldane_OutboundCall& call) {
-    if (call.target()._is_nil()) {
-        diagnosis = "the target is nil";
-        return Kind::NIL_OBJECT;
+_Caldane_Boolean fail_late(const _Caldane_CallInfo& info) {
+    char words[96];
+    std::snprintf(words, sizeof words, "call timed out after %g s, waiting for the call before it",
+                  _Caldane_CallDuration::time_limit(info));
+    return fail(info, Kind::COMM_FAILURE, words);
+}
+
+/// Every object is taken to have the interface it is asked for; nobody is asked.
+_Caldane_Boolean answer_locally(_Caldane_ArgList& args) {
+    void* const answer =
+        _Caldane_Primitive1::_down_cast_prim(args.result().value(), _Caldane_TypeRef::tk_boolean);
+    if (answer != nullptr) *static_cast<_Caldane_Boolean*>(answer) = _Caldane_TRUE;
+    return _Caldane_TRUE;
+}
+
+/// The one connection of a client, spoiled by a call however that ended, is the client's end.
+class LineEnd {
+public:
+    LineEnd(_Caldane_Transport_RPC_Client& of, const ClientLine& watched, bool is_only)
+        : client(of), line(watched), only(is_only) {}
+    ~LineEnd() {
+        if (only && line.is_spoiled()) client.invalidate();
     }
+    LineEnd(const LineEnd&) = delete;
+    LineEnd& operator=(const LineEnd&) = delete;
+
+private:
+    _Caldane_Transport_RPC_Client& client;
+    const ClientLine& line;
+    bool only;
+};
+
+}  // namespace
+
+_SOAP_Transport_Client::_SOAP_Transport_Client(const _Caldane_String& address)
+    : endpoint(address), pool(address, SOA::getProperties().get("SOAP_ENABLE_RPC_ENCODER") != nullptr) {
+    if (address.is_null()) invalidate();  // memory has ended; another one may fare better
+}
+
+bool _SOAP_Transport_Client::usable() {
+    return connections_allowed() > 1 || pool.is_fresh();
+}
+
+_Caldane_Boolean _SOAP_Transport_Client::invoke(_Caldane_OutboundCall& call) {
+    if (call.target()._is_nil()) return fail_unsent(call.info(), Kind::NIL_OBJECT, "the target is nil");
     if (call.oper() == kQueryInterface) return answer_locally(call.args());
     const _IOP_IOR* const ior = object_ior(call.target());
     const _IOP_Profile bound = ior != nullptr ? ior->bound_profile() : _IOP_Profile();
     const _SOAP_Profile* const profile = _SOAP_Profile::narrow(bound);
-    if (profile == nullptr) {
-        diagnosis = "the target has no reference that is bound to this transport";
-        return Kind::INV_OBJREF;
-    }
-    start_clock();
-    if (!valid() || !take_oneway_reply() || !connection.outlives_first_reply()) return refuse_call();
-    if (!prepare_for(call, *profile, ior->isSecure())) return Kind::COMM_FAILURE;
-    return exchange(call);
+    if (profile == nullptr)
+        return fail_unsent(call.info(), Kind::INV_OBJREF,
+                           "the target has no reference that is bound to this transport");
+    return carry(call, *profile, ior->isSecure());
 }
 
-/// Every object is taken to have the interface it is asked for; nobody is asked.
-std::int32_t _SOAP_Transport_Client::answer_locally(_Caldane_ArgList& args) {
-    void* const answer =
-        _Caldane_Primitive1::_down_cast_prim(args.result().value(), _Caldane_TypeRef::tk_boolean);
-    if (answer != nullptr) *static_cast<_Caldane_Boolean*>(answer) = _Caldane_TRUE;
-    return 0;
-}
-
-std::int32_t _SOAP_Transport_Client::exchange(_Caldane_OutboundCall& call) {
-    connection.start_request();
-    const bool open = out_stream.open_body_over(std::unique_ptr<COutputStream>(new ClientOutput(connection)));
-    if (!open) {
-        diagnosis = "memory has ended";
-        return Kind::COMM_FAILURE;
-    }
-    const bool written = write_envelope(out_stream, call.intf_id(), call.oper(), call.args()) != 0;
-    if (out_stream.text_refused()) {
-        diagnosis =
-            "a parameter holds text that is not UTF-8 made of characters of XML, as SOAP_UTF8_TEXT asks for";
-        return Kind::MARSHAL;
-    }
-    if (!written) {
-        diagnosis = "a parameter could not be written as XML";
-        return Kind::COMM_FAILURE;
-    }
-    out_stream.close_body();
-    if (connection.sent_nothing() && !connection.send_failed()) {
-        diagnosis = "memory has ended";
-        return Kind::COMM_FAILURE;
-    }
-    if (_Caldane_CallDuration::is_oneway(call_info)) {
-        reply_outstanding = true;
-        if (connection.send_failed()) invalidate();
-        return 0;
-    }
-    awaits_response = true;
-    if (connection.send_failed() && connection.time_is_up()) {
-        describe_time();
-        return Kind::COMM_FAILURE;
-    }
-    if (read_response(call.args())) return 0;
-    if (connection.request_never_arrived()) _Caldane_CallDiagnostics::not_delivered(call_info, true);
-    return Kind::BAD_RESPONSE;
-}
-
-bool _SOAP_Transport_Client::read_response(_Caldane_ArgList& args) {
-    in_stream.attach(message.get(), connection.handle(), connection.secure_channel());
-    const char* failing = "the response's body is not a SOAP envelope";
-    if (in_stream.open_envelope_from(std::unique_ptr<CInputStream>(new ClientInput(connection)))) {
-        if (in_stream.read_fault(call_info) || read_values(args)) {
-            if (in_stream.close_envelope()) return true;
-            failing = "the response's envelope does not end";
-        } else {
-            failing = "the response does not hold the values that the operation gives";
+_Caldane_Boolean _SOAP_Transport_Client::carry(_Caldane_OutboundCall& call, const _SOAP_Profile& profile,
+                                               bool secure) {
+    const int most = connections_allowed();
+    for (int lines = 1;; ++lines) {
+        const ConnectionPool::Turn turn(pool, secure, most, _Caldane_CallDuration::end_of_call());
+        if (turn.timed_out()) return fail_late(call.info());
+        // The call before this one may have spoiled the one connection.
+        if (most == 1 && !valid()) return refuse(call.info());
+        ClientLine* const line = turn.line();
+        if (line == nullptr) return fail(call.info(), Kind::COMM_FAILURE, "memory has ended");
+        const LineEnd end(*this, *line, most == 1);
+        const std::int32_t kind = line->carry(call, profile);
+        last_status.store(line->last_status(), std::memory_order_relaxed);
+        if (kind == 0) return _Caldane_TRUE;
+        const bool another =
+            most > 1 && lines < kMostLines && _Caldane_CallDiagnostics::not_delivered(call.info());
+        if (!another) {
+            line->store_failure(kind);
+            return _Caldane_FALSE;
         }
+        _Caldane_CallDiagnostics::not_delivered(call.info(), false);
     }
-    describe_response(failing);
-    return false;
 }
 
-/// Result and parameters come in the order in which they are declared; their names do not matter.
-bool _SOAP_Transport_Client::read_values(_Caldane_ArgList& args) {
-    if (!in_stream.open_result()) return false;
-    bool good = args.result().value()._demarshal(in_stream) != _Caldane_FALSE;
-    const _Caldane_ULong count = args.count();
-    for (_Caldane_ULong i = 0; i < count; ++i) {
-        _Caldane_Parameter& parameter = args.parameter(i);
-        const std::int32_t direction = parameter.direction();
-        if (direction != _Caldane_Parameter::OUT && direction != _Caldane_Parameter::INOUT) continue;
-        good = parameter.demarshal(in_stream) != _Caldane_FALSE;
-        if (!good) return false;
-    }
-    return good && in_stream.close_result();
+/// For a call that is none. Its failure is taken for that of the call before, where that one's HTTP status
+/// says that it failed.
+_Caldane_Boolean _SOAP_Transport_Client::fail_unsent(const _Caldane_CallInfo& info, std::int32_t kind,
+                                                     const char* words) const {
+    const bool failed_before = !is_status_of_call(last_status.load(std::memory_order_relaxed));
+    return fail(info, failed_before ? Kind::HTTP_STATUS : kind, words);
 }
 
-void _SOAP_Transport_Client::start_clock() {
-    constexpr double kLongest = 1e9;
-    time_limit = _Caldane_CallDuration::time_limit(call_info);
-    auto deadline = ClientConnection::Clock::time_point::max();
-    if (time_limit > 0) {
-        const std::chrono::duration<double> limit(std::min(time_limit, kLongest));
-        deadline = ClientConnection::Clock::now() +
-                   std::chrono::duration_cast<ClientConnection::Clock::duration>(limit);
-        deadline = std::min(deadline, _Caldane_CallDuration::end_of_call());
-    }
-    connection.set_deadline(deadline);
-}
-
-/// The next request is written only where the next response will start: what is left of this one is read and
-/// dropped, or else the connection is given up.
-void _SOAP_Transport_Client::settle() {
-    awaits_response = false;
-    connection.end_request();
-    connection.set_deadline(
-        std::min(connection.deadline(), ClientConnection::Clock::now() + kTimeForLeftovers));
-    const bool clean = !connection.send_failed() && in_stream.drained(kMostLeftovers) &&
-                       !connection.has_ended() && !announces_close(*message);
-    if (!clean) invalidate();
-}
-
-/// Reads and drops the response to a one-way call, which is still to come ahead of that to the next request.
-bool _SOAP_Transport_Client::take_oneway_reply() {
-    if (!reply_outstanding) return true;
-    reply_outstanding = false;
-    const ClientConnection::Clock::time_point deadline = connection.deadline();
-    connection.set_deadline(std::min(deadline, ClientConnection::Clock::now() + kTimeForOnewayReply));
-    ClientInput input(connection);
-    const std::unique_ptr<CBodyInputStream> body(message->OpenBodyReader(&input, 0));
-    const bool clean = body && body->drain(kMostLeftovers) && !connection.has_ended() &&
-                       !announces_close(*message) && connection.look() == vqNetState::idle;
-    connection.end_request();
-    connection.set_deadline(deadline);
-    message.reset();  // its status is none of the next call's
-    if (!clean) invalidate();
-    return clean;
+/// For a call of which nothing was sent. The broker takes another client.
+_Caldane_Boolean _SOAP_Transport_Client::refuse(const _Caldane_CallInfo& info) {
+    std::string words = "the connection to ";
+    words += endpoint.view();
+    words += " had become useless after an earlier call";
+    _Caldane_CallDiagnostics::not_delivered(info, true);
+    return fail(info, Kind::COMM_FAILURE, words.c_str());
 }

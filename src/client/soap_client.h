@@ -1,30 +1,27 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <pelthread/mutex.h>
+#include <atomic>
+#include <cstdint>
 
-#include <memory>
-#include <string>
-
-#include "client/client_connection.h"
-#include "http/http_message.h"
-#include "marshal/soap_in_stream.h"
-#include "marshal/soap_out_stream.h"
+#include "client/connection_pool.h"
 #include "transport/broker.h"
 
 class _SOAP_Profile;
 
-/// The client side for one endpoint (host and port): one connection, one call at a time.
+/// The client side for one endpoint (host and port): one connection of each kind and one call at a time on
+/// it, or as many side by side as the property SOAP_CLIENT_CONNECTIONS allows.
 ///
-/// Connects at the first call and keeps the connection for all further ones; it neither closes nor replaces
-/// it. Where the connection is of no more use, the client says so by `invalidate` and `usable`, and the
-/// broker takes another client. Any thread may call; a call waits until the one before it has ended.
+/// Connects at the first call and keeps the connection for further ones. With one connection the client never
+/// replaces it: where it is of no more use, the client says so by `invalidate` and `usable`, and the broker
+/// takes another client. With several, one that is of no more use is closed and costs the others nothing; the
+/// call it failed goes over another where no byte of it arrived. Any thread may call; a call waits where all
+/// connections have calls.
 class _SOAP_Transport_Client final : public _Caldane_Transport_RPC_Client {
 public:
     /// `address`: host and port, also the value of the Host header. Reads SOAP_ENABLE_RPC_ENCODER once. Does
     /// not touch the network.
     explicit _SOAP_Transport_Client(const _Caldane_String& address);
-    ~_SOAP_Transport_Client() override;
 
     /// Carries one call. 1 when the exchange went through, also with a Fault as its outcome, and for one-way
     /// calls as soon as the request has left. 0 with a system exception in the call's information, of kind
@@ -36,48 +33,15 @@ public:
     /// not.
     _Caldane_Boolean invoke(_Caldane_OutboundCall& call) override;
 
-    /// Waits for a call under way, as long as the thread's own call has time; see the base class.
     bool usable() override;
 
 private:
-    class CallScope;
+    _Caldane_Boolean carry(_Caldane_OutboundCall& call, const _SOAP_Profile& profile, bool secure);
 
-    // One call; each gives 0 or the kind of its failure.
-    std::int32_t perform(_Caldane_OutboundCall& call);
-    std::int32_t answer_locally(_Caldane_ArgList& args);
-    std::int32_t exchange(_Caldane_OutboundCall& call);
+    _Caldane_Boolean refuse(const _Caldane_CallInfo& info);
+    _Caldane_Boolean fail_unsent(const _Caldane_CallInfo& info, std::int32_t kind, const char* words) const;
 
-    bool prepare_for(const _Caldane_OutboundCall& call, const _SOAP_Profile& profile, bool secure);
-    const char* own_property(const _Caldane_String& oper, const char* suffix);
-    _Caldane_String quoted_action(const _Caldane_String& oper);
-    int prepare_request(const _Caldane_String& path, const _Caldane_String& action, bool secure);
-    int connect_repeatedly(const _Caldane_String& address, bool secure);
-    int connect(const _Caldane_String& address, bool secure);
-
-    bool read_response(_Caldane_ArgList& args);
-    bool read_values(_Caldane_ArgList& args);
-    bool take_oneway_reply();
-    void start_clock();
-    void settle();
-
-    std::int32_t refuse_call();
-    static void store_late(const _Caldane_CallInfo& info);
-    void store_failure(std::int32_t kind);
-    void describe_response(const char* failing);
-    void describe_time();
-
-    _SOAP_InStream in_stream;
-    _SOAP_OutStream out_stream;
-    _Caldane_String endpoint;
-    _Caldane_String last_error;
-    _Caldane_CallInfo call_info;
-    std::unique_ptr<CHttpMessage> message;
-    ClientConnection connection;
-    PEL_TimedMutex lock;
-
-    bool awaits_response = false;    // of the current call, whose request has left
-    bool reply_outstanding = false;  // of a one-way call before
-    double time_limit = 0;           // of the current call in seconds, 0 for none
-    std::string diagnosis;           // what failed in the current call
-    std::string property;            // a property's name, kept for its memory
+    const _Caldane_String endpoint;
+    ConnectionPool pool;
+    std::atomic<std::int32_t> last_status = 0;  // of the call that ended last
 };

@@ -7,6 +7,8 @@
 /// Broker and transport show and check them by this table; `docs/configuration.md` is held against it.
 inline constexpr Caldane::Setting kTransportSettings[] = {
     Caldane::Setting::flag("SOAP_CLIENT_CHUNKING", "send requests chunked"),
+    Caldane::Setting::whole("SOAP_CLIENT_CONNECTIONS", "connections", 1, 1, 10000,
+                            "how many a client keeps to an endpoint for calls side by side"),
     Caldane::Setting::flag("SOAP_ENABLE_RPC_ENCODER", "make calls in SOAP section 5 encoding"),
     Caldane::Setting::number("SOAP_HANDSHAKE_TIMEOUT", "seconds", 10, 0, 1e6,
                              "fail a TLS handshake that takes longer; 0: no limit"),

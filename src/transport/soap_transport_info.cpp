@@ -45,15 +45,22 @@ _IOP_Profile _SOAP_Transport_Info::bind_profile(const _Caldane_Object& object, s
             return profile;
         }
     }
-    return ior->url().is_null() ? profile : bind_url(ior->url(), tag);
+    return ior->url().is_null() ? profile : made_of_url(ior->url(), tag, Client::fresh);
 }
 
-_IOP_Profile _SOAP_Transport_Info::bind_url(const _Caldane_String& url, _Caldane_ULong tag) {
+_IOP_Profile _SOAP_Transport_Info::profile_of_url(const _IOP_IOR& ior) {
+    if (ior.url().is_null()) return _IOP_Profile();
+    return made_of_url(ior.url(), tag_for(ior.isSecure()), Client::none);
+}
+
+_IOP_Profile _SOAP_Transport_Info::made_of_url(const _Caldane_String& url, _Caldane_ULong tag,
+                                               Client client) {
     UrlParts parts;
     if (!split_url(url.view(), parts)) return _IOP_Profile();
     const _Caldane_String authority(parts.authority);
+    auto* const fresh = client == Client::fresh ? new _SOAP_Transport_Client(authority) : nullptr;
     return _SOAP_Profile::make_profile(_Caldane_String(parts.path), authority, _Caldane_String(parts.host),
-                                       parts.port, new _SOAP_Transport_Client(authority), tag);
+                                       parts.port, fresh, tag);
 }
 
 const _Caldane_String& _SOAP_Transport_Info::transport_name() {

@@ -22,9 +22,11 @@ public:
     /// The process's server, made at the first call; null if memory ended then.
     _Caldane_Transport_RPC_Server* server() override;
     void ignored_notification(std::int32_t what) override;
+    _IOP_Profile profile_of_url(const _IOP_IOR& ior) override;
 
 private:
-    static _IOP_Profile bind_url(const _Caldane_String& url, _Caldane_ULong tag);
+    enum class Client { none, fresh };
+    static _IOP_Profile made_of_url(const _Caldane_String& url, _Caldane_ULong tag, Client client);
 };
 
 /// Makes the transport known to the broker at STAGE_INIT and takes it back at STAGE_SHUTDOWN.

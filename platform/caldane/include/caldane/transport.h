@@ -136,6 +136,9 @@ public:
     virtual _Caldane_Transport_RPC_Server* server() = 0;
     virtual void* _safe_cast(const void* type);
     virtual void ignored_notification(std::int32_t what) = 0;
+    /// The profile under which the object at a URL is handed on to others; an invalid one if this transport
+    /// cannot reach it. No client is bound.
+    virtual _IOP_Profile profile_of_url(const _IOP_IOR& ior);
 
     /// The reference of an object, null for a nil one.
     static _IOP_IOR* object_ior(const _Caldane_Object& object);
