@@ -7,6 +7,7 @@
 
 #include "context.h"
 #include "credentials.h"
+#include "record.h"
 #include "status.h"
 
 namespace {
@@ -35,7 +36,7 @@ SECURITY_STATUS give_token(SecurityContext& context, SecBufferDesc* list) {
     if (token->pvBuffer == nullptr) return SEC_E_INSUFFICIENT_MEMORY;
     std::memcpy(token->pvBuffer, bytes.data(), bytes.size());
     token->cbBuffer = static_cast<ULONG>(bytes.size());
-    bytes.clear();
+    bytes = {};  // with its memory: the next token may be far away
     return SEC_E_OK;
 }
 
@@ -117,6 +118,15 @@ SECURITY_STATUS initialize(CredHandle* credential, CtxtHandle* context, const ch
 
 SECURITY_STATUS accept(CredHandle* credential, CtxtHandle* context, SecBufferDesc* input, ULONG requirements,
                        ULONG, CtxtHandle* new_context, SecBufferDesc* output, ULONG* attributes, TimeStamp*) {
+    if (object_of<SecurityContext>(context) == nullptr) {
+        // Nothing is made for a peer before its first record is whole.
+        const SecBuffer* const token = find(input, SECBUFFER_TOKEN);
+        if (token == nullptr) return SEC_E_INVALID_TOKEN;
+        const Record record =
+            Record::at(static_cast<const unsigned char*>(token->pvBuffer), token->cbBuffer, true);
+        if (record.state == Record::State::malformed) return SEC_E_INVALID_TOKEN;
+        if (record.state == Record::State::incomplete) return SEC_E_INCOMPLETE_MESSAGE;
+    }
     return guarded([&] {
         std::unique_ptr<SecurityContext> fresh;
         SecurityContext* const own =

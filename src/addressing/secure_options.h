@@ -15,5 +15,7 @@ struct SecureOptions {
     std::int32_t vendor = 2;        ///< ZOLT_SSL_VENDOR
     const char* subject = nullptr;  ///< ZOLT_SSL_EXACT_USR, else ZOLT_SSL_USR, else null
     int exact = 0;                  ///< 1 where the subject is the former
+    bool resumes = true;            ///< SOAP_TLS_RESUMPTION
+    bool weak_ciphers = false;      ///< SOAP_TLS_WEAK_CIPHERS
     double handshake_seconds = 0;   ///< SOAP_HANDSHAKE_TIMEOUT; 0 is no limit
 };

@@ -30,6 +30,7 @@ CSecureChannel* set_up_tls(vqSocket socket, const char* host, const char* canoni
     std::unique_ptr<CSspiCredentials, EndCredentials> credentials(
         createCredentials(options.vendor, options.protocol, host));
     if (!credentials) return error = "no security provider is there for TLS", nullptr;
+    credentials->choose({options.resumes, options.weak_ciphers});
     if (credentials->acquireCredentials(options.subject, 1, options.exact) != 0)
         return error = "the certificate or the protocol to use for TLS is not there", nullptr;
     std::unique_ptr<CSecureChannel, EndClientChannel> channel(credentials->createChannel(socket));

@@ -129,6 +129,8 @@ SECURITY_STATUS CSspiCredentials::acquire_with(const CERT_CONTEXT* certificate, 
     wanted.grbitEnabledProtocols = static_cast<DWORD>(static_cast<std::int32_t>(protocolMask));
     // A client's certificate is never chosen for it, and the server's is checked after the handshake.
     if (is_client) wanted.dwFlags = SCH_CRED_NO_DEFAULT_CREDS | SCH_CRED_MANUAL_CRED_VALIDATION;
+    if (!choices.resumes) wanted.dwFlags |= SCH_CRED_DISABLE_RECONNECTS;
+    if (choices.weak_ciphers) wanted.dwFlags |= kCredWeakCiphers;
     return table.AcquireCredentialsHandleA(nullptr, UNISP_NAME_A,
                                            is_client ? SECPKG_CRED_OUTBOUND : SECPKG_CRED_INBOUND, nullptr,
                                            &wanted, nullptr, nullptr, &credentialsHandle, nullptr);

@@ -35,6 +35,11 @@ protected:
     const char* targetName;    ///< not owned; the host a client wants to reach, null on a server
 };
 
+struct TlsChoices {
+    bool resumes = true;        ///< a session may take up an earlier one with the same peer
+    bool weak_ciphers = false;  ///< also ciphers without forward secrecy or authenticated encryption
+};
+
 /// Credentials of the security provider. A server has one object for all its secure connections, whose
 /// channels use it at the same time; a client makes one for each connection.
 class CSspiCredentials final : public CSspiCredentialsBase {
@@ -49,6 +54,9 @@ public:
     [[nodiscard]] CSecureChannel* createChannel(vqSocket socket) override;
     [[nodiscard]] SECURITY_STATUS acquireCredentials(const char* subject, int isClient, int exact) override;
 
+    /// What else counts for the sessions of the credentials that are acquired from now on.
+    void choose(const TlsChoices& wanted) { choices = wanted; }
+
     CredHandle* getCredentialsHandle() { return &credentialsHandle; }
     const char* getTargetName() const { return targetName; }
 
@@ -57,6 +65,7 @@ private:
     const CERT_CONTEXT* find_exact(const char* subject);
     SECURITY_STATUS acquire_with(const CERT_CONTEXT* certificate, bool is_client);
 
+    TlsChoices choices;
     CredHandle credentialsHandle;
     HCERTSTORE certificateStore = nullptr;
     std::int32_t credentialsAcquired = 0;

@@ -149,6 +149,7 @@ void _SOAP_Transport_Server::make_credentials() {
     const SecureOptions options = SecureOptions::current();
     CSspiCredentials* const credentials = createCredentials(options.vendor, options.protocol, nullptr);
     if (credentials == nullptr) return;
+    credentials->choose({options.resumes, options.weak_ciphers});
     static_cast<void>(credentials->acquireCredentials(options.subject, 0, options.exact));
     core->keep_credentials(credentials);
     ssl_context = credentials;

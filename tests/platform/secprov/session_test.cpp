@@ -268,6 +268,39 @@ TEST_P(Session, RefusesANewHandshake) {
     EXPECT_EQ(asked.status, SEC_E_UNSUPPORTED_FUNCTION);
 }
 
+struct CipherCase {
+    const char* name;
+    const char* offered;  ///< by a client of TLS 1.2, in its order
+    DWORD flags;
+    const char* chosen;  ///< null: the handshake fails
+};
+constexpr CipherCase kCiphers[] = {
+    {"ServersOrder", "ECDHE-ECDSA-AES256-GCM-SHA384:ECDHE-ECDSA-AES128-GCM-SHA256", 0,
+     "ECDHE-ECDSA-AES128-GCM-SHA256"},
+    {"NoAuthenticatedEncryption", "ECDHE-ECDSA-AES128-SHA", 0, nullptr},
+    {"AllowedAsWeak", "ECDHE-ECDSA-AES128-SHA", kCredWeakCiphers, "ECDHE-ECDSA-AES128-SHA"},
+    {"WeakOnesComeLast", "ECDHE-ECDSA-AES128-SHA:ECDHE-ECDSA-AES256-GCM-SHA384", kCredWeakCiphers,
+     "ECDHE-ECDSA-AES256-GCM-SHA384"},
+};
+
+TEST(Ciphers, AreStrongOnesInTheServersOrderUnlessMoreAreAllowed) {
+    for (const CipherCase& c : kCiphers) {
+        SCOPED_TRACE(c.name);
+        Acquired credentials(SECPKG_CRED_INBOUND, "bank.test", c.flags);
+        RawSide client(false, TLS1_2_VERSION);
+        ASSERT_EQ(SSL_set_cipher_list(client.ssl, c.offered), 1);
+        Side server(credentials, true);
+        if (c.chosen == nullptr) {
+            std::string hello = client.step("");
+            server.step(hello);
+            EXPECT_EQ(server.status, SEC_E_ALGORITHM_MISMATCH);
+            continue;
+        }
+        shake_hands(client, server);
+        EXPECT_STREQ(SSL_get_cipher_name(client.ssl), c.chosen);
+    }
+}
+
 TEST(Provider, RefusesWhatItCannotDo) {
     SecurityFunctionTableA& table = *Provider::instance().table;
     CredHandle credentials;

@@ -78,6 +78,10 @@ inline constexpr DWORD SCHANNEL_SHUTDOWN = 1;
 inline constexpr DWORD SCHANNEL_CRED_VERSION = 4;
 inline constexpr DWORD SCH_CRED_MANUAL_CRED_VALIDATION = 0x8;
 inline constexpr DWORD SCH_CRED_NO_DEFAULT_CREDS = 0x10;
+/// Sessions are not resumed.
+inline constexpr DWORD SCH_CRED_DISABLE_RECONNECTS = 0x80;
+/// This provider's own: ciphers without forward secrecy or authenticated encryption are allowed as well.
+inline constexpr DWORD kCredWeakCiphers = 0x40000000;
 
 inline constexpr DWORD SP_PROT_SSL2 = 0xC;
 inline constexpr DWORD SP_PROT_SSL3 = 0x30;
