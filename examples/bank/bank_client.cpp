@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
 
-// bank_client [-Dname=value]... [--latin1] [--repeat N] URL OPERATION [ARGUMENT]...: calls one operation of a
-// bank's teller and prints its result and out parameters.
+// bank_client [-Dname=value]... [--latin1] [--repeat N] [--threads N] URL OPERATION [ARGUMENT]...: calls one
+// operation of a bank's teller and prints its result and out parameters.
 
+#include <algorithm>
 #include <iostream>
 #include <limits>
+#include <mutex>
 #include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <caldane/side_by_side.h>
 
 #include "../text_option.h"
 #include "arguments.h"
@@ -96,10 +100,14 @@ const Command kCommands[] = {
 };
 
 int usage(std::ostream& out) {
-    out << "usage: bank_client [-Dname=value]... [--latin1] [--repeat N] URL OPERATION [ARGUMENT]...\n"
+    out << "usage: bank_client [-Dname=value]... [--latin1] [--repeat N] [--threads N] URL OPERATION "
+           "[ARGUMENT]...\n"
            "Calls an operation of the bank at URL, such as http://127.0.0.1:8080/bank, and prints its result "
            "and\n"
-           "out parameters; with --repeat it calls N times on one connection and prints the last outcome.\n"
+           "out parameters. With --repeat it calls N times and prints the last outcome; with --threads as "
+           "well, "
+           "by so many\n"
+           "threads side by side, each on a connection of its own, and the times on standard error.\n"
         << kTextOptionHelp << "The operations:\n";
     for (const Command& command : kCommands) {
         out << "  " << command.name;
@@ -123,11 +131,23 @@ const Command* find_command(std::string_view name) {
     return nullptr;
 }
 
-int call(const std::string& url, const Command& command, const Arguments& arguments, long repeat) {
+/// How often to call, and by how many threads side by side.
+struct Load {
+    std::size_t repeat = 1;
+    std::size_t threads = 1;
+};
+
+int call(const std::string& url, const Command& command, const Arguments& arguments, const Load& load) {
     std::string outcome;
+    std::mutex mutex;
     try {
         const Teller teller = Teller::_narrow(Caldane::string_to_object(url));
-        for (long i = 0; i < repeat; ++i) outcome = command.run(teller, arguments);
+        const auto times = Caldane::call_side_by_side(load.threads, load.repeat, [&] {
+            std::string last = command.run(teller, arguments);
+            const std::lock_guard lock(mutex);
+            outcome.swap(last);
+        });
+        if (load.threads > 1) std::cerr << times << '\n';
     } catch (const Acme::Bank::UnknownAccount& exception) {
         std::cerr << exception << '\n';
         return kUserException;
@@ -143,17 +163,20 @@ int call(const std::string& url, const Command& command, const Arguments& argume
 }
 
 int run(std::vector<std::string> words) {
-    long repeat = 1;
-    if (!words.empty() && words[0] == "--repeat") {
-        if (words.size() < 2) return wrong("--repeat takes a number");
+    Load load;
+    while (!words.empty() && (words[0] == "--repeat" || words[0] == "--threads")) {
+        if (words.size() < 2) return wrong(words[0] + " takes a number");
+        std::int32_t number = 0;
         try {
-            repeat = Arguments({words[1]}).number<std::int32_t>(0);
+            number = Arguments({words[1]}).number<std::int32_t>(0);
         } catch (const WrongArgument& error) {
             return wrong(error.what());
         }
-        if (repeat < 1) return wrong("--repeat takes a number from 1 on");
+        if (number < 1) return wrong(words[0] + " takes a number from 1 on");
+        (words[0] == "--repeat" ? load.repeat : load.threads) = static_cast<std::size_t>(number);
         words.erase(words.begin(), words.begin() + 2);
     }
+    load.repeat = std::max(load.repeat, load.threads);
     if (words.size() < 2) return wrong("a URL and an operation are missing");
     if (words[0].starts_with("-")) return wrong("there is no option '" + words[0] + "'");
     const Command* command = find_command(words[1]);
@@ -165,7 +188,7 @@ int run(std::vector<std::string> words) {
     }
     const Arguments arguments({words.begin() + 2, words.end()});
     try {
-        return call(words[0], *command, arguments, repeat);
+        return call(words[0], *command, arguments, load);
     } catch (const WrongArgument& error) {
         return wrong(error.what());
     }

@@ -130,6 +130,13 @@ class Soapcall(unittest.TestCase):
             self.assertIn('\n' + line + '\n', '\n' + shown)
         self.assertNotIn('\033', shown)
 
+    def test_calls_side_by_side(self):
+        done = tools.program('soapcall', '--idl', tools.BANK_IDL, '--repeat', '20', '--threads', '10', self.bank,
+                             'sleep', 'milliseconds=100')
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertRegex(done.stderr, r'^20 calls, \d+ a second; least 1\d\d\.')
+        self.assertGreater(int(done.stderr.split()[2]), 40)  # one after the other they would be 10
+
     def test_repeats_on_one_connection(self):
         done = tools.program('soapcall', '--idl', tools.BANK_IDL, '--repeat', '200', self.bank, 'exists', 'account=bob')
         self.assertEqual(json.loads(done.stdout), {'return': True})

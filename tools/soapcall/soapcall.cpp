@@ -24,6 +24,7 @@
 #include <caldane/caldane.h>
 #include <caldane/dynamic_call.h>
 #include <caldane/dynamic_values.h>
+#include <caldane/side_by_side.h>
 
 #include "failures.h"
 #include "json_values.h"
@@ -78,6 +79,7 @@ struct Options {
     bool time = false;
     bool latin1 = false;
     std::size_t repeat = 1;
+    std::size_t threads = 1;
 };
 
 /// Splits at the first `=`; throws Failure for a word without one.
@@ -164,6 +166,7 @@ public:
         Caldane::DynamicCall call(operation);
         fill(call, operation);
         Caldane::CallTimeout limit(options_.timeout);
+        if (options_.threads > 1) return run_side_by_side(call, operation, target);
         Repetition repetition(options_.repeat,
                               options_.repeat > 1 && ::isatty(STDERR_FILENO) ? &std::cerr : nullptr);
         // The first SIGINT ends a row of calls behind the one that runs, the second at once.
@@ -181,6 +184,29 @@ public:
     }
 
 private:
+    /// Calls by several threads, each with values of its own; the last one is made and shown alone.
+    int run_side_by_side(Caldane::DynamicCall& last, const Caldane::DynamicOperation& operation,
+                         const _Caldane_Object& target) {
+        const auto call = [&] {
+            Caldane::CallTimeout limit(options_.timeout);
+            Caldane::DynamicCall own(operation);
+            fill(own, operation);
+            put_headers();
+            own.invoke(target);
+        };
+        try {
+            std::cerr << Caldane::call_side_by_side(options_.threads, options_.repeat, call) << '\n';
+        } catch (const Caldane::DynamicException& exception) {
+            const _Caldane_AnyConstRef raised(exception);
+            return print_exception(std::string(raised._get_typeref().type().name()), to_json(raised));
+        } catch (const Caldane::SystemError& error) {
+            tell(error.what());
+            return kSystemException;
+        }
+        put_headers();
+        return invoke(last, operation, target, true);
+    }
+
     void set_properties() const {
         _Caldane_Properties& properties = SOA::getProperties();
         if (options_.encoded) properties.set("SOAP_ENABLE_RPC_ENCODER", "");
@@ -335,6 +361,12 @@ void declare(CLI::App& app, Options& options) {
                    "call so often on one connection; prints the last reply and the times")
         ->type_name("N")
         ->check(CLI::Range(1, 100'000'000));
+    app.add_option(
+           "--threads", options.threads,
+           "call by so many threads side by side, each on a connection of its own; --repeat tells how "
+           "often in all")
+        ->type_name("N")
+        ->check(CLI::Range(1, 10'000));
     app.add_flag("--latin1", options.latin1, "text is one byte a character, and nothing is checked");
 }
 
@@ -370,6 +402,8 @@ void check_types(const Options& options) {
     const bool has_file = !options.idl.empty() || !options.wsdl.empty();
     if (!has_file && (!options.interface_name.empty() || !options.include_folders.empty()))
         wrong_usage("--interface and -I go with --idl or --wsdl");
+    if (options.threads > 1 && (!has_file || options.show))
+        wrong_usage("--threads goes with --idl or --wsdl, and without --show");
     if (has_file && (!options.returns.empty() || !options.name_space.empty()))
         wrong_usage("--returns and --namespace are what --idl and --wsdl tell: leave them out");
 }

@@ -18,6 +18,7 @@
 #include <caldane/object.h>
 #include <caldane/properties.h>
 #include <caldane/servant.h>
+#include <caldane/side_by_side.h>
 #include <caldane/soa.h>
 #include <caldane/string.h>
 #include <caldane/transport.h>
