@@ -3,13 +3,16 @@ PRESET ?= release
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 
-.PHONY: help demo test test-asan test-tsan test-clang test-packages fuzz bench format tidy install clean
+.PHONY: help demo test test-asan test-tsan test-debug test-clang test-packages check mutants fuzz bench format tidy tidy-changed install clean
 help:
 	@echo "make demo        build and run a server and a client, and show their messages"
 	@echo "make test        build everything and run every test"
 	@echo "make test-asan   the same under the address and undefined behaviour sanitizers"
 	@echo "make test-tsan   the concurrency tests under the thread sanitizer"
+	@echo "make test-debug  the unit tests with assertions on"
 	@echo "make test-clang  build everything with clang"
+	@echo "make check       the format of the sources and the order of includes"
+	@echo "make mutants     plant faults and show which no test notices; MUTANTS='--seed 7 --count 50 --since main'"
 	@echo "make test-packages  make the Debian packages and try them in a clean root (as root)"
 	@echo "make fuzz        run the fuzz targets from their seeds, FUZZ_SECONDS (60) each"
 	@echo "make bench       measure on this machine, beside an independent SOAP toolkit"
@@ -34,6 +37,12 @@ test-asan test-tsan: test-%:
 	cmake --preset $*
 	cmake --build --preset $* -j $(JOBS)
 	ctest --test-dir build/$* -j 4 --output-on-failure $(if $(filter tsan,$*),-LE single_threaded)
+
+test-debug:
+	@scripts/setup test
+	cmake --preset debug -DSOAP_BUILD_BENCH=OFF
+	cmake --build --preset debug -j $(JOBS)
+	for program in build/debug/bin/*_test; do $$program --gtest_brief || exit 1; done
 
 test-clang:
 	@scripts/setup clang
@@ -62,6 +71,23 @@ bench:
 
 format:
 	git ls-files '*.h' '*.cpp' '*_imp' | xargs clang-format -i
+
+check:
+	@scripts/setup check
+	git ls-files '*.h' '*.cpp' '*_imp' | xargs clang-format --dry-run -Werror
+	scripts/check-includes
+
+# As SINCE has it: the last commit's, where there is one before it. The whole tree takes half an hour.
+SINCE ?= HEAD~1
+tidy-changed:
+	@scripts/setup check
+	cmake --preset release
+	git diff --name-only --diff-filter=d $(SINCE) -- 'src/*.cpp' 'platform/*.cpp' | head -n 20 | \
+		xargs -r -P $(JOBS) -n 1 clang-tidy -p build --quiet
+
+mutants:
+	@scripts/setup test
+	scripts/mutants $(MUTANTS)
 
 tidy:
 	cmake --preset release

@@ -148,7 +148,7 @@ void ObjectAdapter::publish(_Caldane_ImplBase& servant, const ServantTable::Held
         const std::lock_guard lock(references_mutex);
         references[&servant] = object;
     } catch (...) {
-        servants.forget(fresh);
+        servants.forget(servant, fresh);
         throw;
     }
 }

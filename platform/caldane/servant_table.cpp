@@ -48,23 +48,12 @@ ServantTable::Names ServantTable::enter(const Names& wanted, _Caldane_ImplBase& 
     return entered;
 }
 
-void ServantTable::forget(const Names& unwanted) {
-    std::vector<Held> dropped;  // behind the lock
+void ServantTable::forget(_Caldane_ImplBase& servant, const Names& unwanted) {
     const std::unique_lock lock(mutex);
-    for (const std::string& name : unwanted) {
-        const auto found = names.find(name);
-        if (found == names.end()) continue;
-        dropped.push_back(std::move(found->second));
-        names.erase(found);
-    }
-    if (dropped.empty()) return;
-    const _Caldane_ImplBase* const servant = dropped.front().get();
-    for (const auto& [name, held] : names) {
-        if (held.get() == servant) return;
-    }
-    const auto last = servants.find(servant);
-    dropped.push_back(std::move(last->second.held));
-    servants.erase(last);
+    for (const std::string& name : unwanted) names.erase(name);
+    const bool is_known = std::any_of(
+        names.begin(), names.end(), [&servant](const auto& entry) { return entry.second.get() == &servant; });
+    if (!is_known) servants.erase(&servant);
 }
 
 bool ServantTable::take_out(const _Caldane_ImplBase& servant, bool (*may_wait)()) {

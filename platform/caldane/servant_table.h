@@ -44,7 +44,8 @@ public:
     /// Makes the servant known under those of the names that are free, and gives these. With `owner` the
     /// table keeps it until it is taken out and its last call has ended.
     Names enter(const Names& names, _Caldane_ImplBase& servant, const Held& owner);
-    void forget(const Names& names);
+    /// Takes names away from a servant whose owner, if it has one, is there besides the table.
+    void forget(_Caldane_ImplBase& servant, const Names& names);
 
     /// Later calls do not find the servant. Waits until the calls that are in it have ended, as long as
     /// `may_wait()` gives true, and not at all in a call; the result tells whether they have.

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
+#include <pelthread/host.h>
+
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netdb.h>
 #include <netinet/in.h>
-#include <pelthread/host.h>
 #include <unistd.h>
 
 #include <cstring>

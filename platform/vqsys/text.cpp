@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <pelthread/memory.h>
 #include <vqsys/text.h>
+
+#include <pelthread/memory.h>
 
 namespace {
 

@@ -8,8 +8,6 @@
 
 #include <arpa/inet.h>
 
-#include <caldane/servant.h>
-
 #include "addressing/profile_tags.h"
 #include "addressing/secure_options.h"
 #include "addressing/soap_profile.h"

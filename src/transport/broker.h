@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The one door to the broker: everything below src/ that asks something of it includes this header and no
-// other of the broker's, so that what the library expects of a broker shows in one place.
+// The one door to the broker, beside that to its settings (settings/settings.h): whatever in src/ asks
+// something of it includes this header and no other of the broker's, so that what the library expects of a
+// broker shows in one place. scripts/check-includes holds everybody to it.
 
 #include <caldane/addressable.h>
 #include <caldane/any_ref.h>
@@ -23,6 +24,7 @@
 #include <caldane/properties.h>
 #include <caldane/representation.h>
 #include <caldane/sequence_value.h>
+#include <caldane/servant.h>
 #include <caldane/soa.h>
 #include <caldane/string.h>
 #include <caldane/transport.h>

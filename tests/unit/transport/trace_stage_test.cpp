@@ -31,10 +31,17 @@ TEST(TraceStage, OnlyStartAndEndOfTheProcessAndReopeningTouchTheTrace) {
     for (const auto& step : steps) {
         SCOPED_TRACE(step.name);
         std::filesystem::remove(path);
+        testing::internal::CaptureStderr();
         soap_trace_stage(step.stage);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
         EXPECT_EQ(wire_trace::on(), step.on);
         EXPECT_EQ(std::filesystem::exists(path), step.made);
     }
+    SOA::getProperties().set("SOAP_TRACE", "/nowhere/at/all");
+    testing::internal::CaptureStderr();
+    soap_trace_stage(Caldane::STAGE_INIT);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "SOAP_TRACE: cannot write to /nowhere/at/all: No such file or directory; there is no trace\n");
     SOA::getProperties().remove("SOAP_TRACE");
     std::filesystem::remove_all(folder);
 }
