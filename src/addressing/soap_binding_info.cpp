@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "addressing/soap_binding_info.h"
 
+#include <algorithm>
 #include <cassert>
+#include <cstddef>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "streams/ref_string.h"
 
@@ -24,65 +27,91 @@ private:
     std::optional<PEL_Lock> held;
 };
 
+/// Case counts, as it does when keys are compared: nobody can fill one list with ways to write one host.
+std::uint32_t hash_of(const _SOAP_BindingKey& key) {
+    constexpr std::uint32_t kSpread = 0x9E3779B1;  // 2^32 divided by the golden ratio
+    const std::string_view host = key.host.view();
+    return exact_hash(host.data(), host.size()) ^ key.port * kSpread;
+}
+
 }  // namespace
 
 struct _SOAP_BindingTable::Entry {
     PEL_HEAP_OBJECT
     _SOAP_BindingKey key;
+    std::uint32_t hash;
     _SOAP_BindingInfo* info;
     Entry* next;
 };
 
 _SOAP_BindingTable::~_SOAP_BindingTable() {
-    for (Entry*& head : heads) {
-        while (head != nullptr) {
-            Entry* const gone = head;
-            head = gone->next;
+    for (std::uint32_t i = 0; i < list_count; ++i) {
+        while (Entry* const gone = lists[i]) {
+            lists[i] = gone->next;
             delete gone;
         }
     }
-}
-
-_SOAP_BindingTable::Entry*& _SOAP_BindingTable::list_of(const _SOAP_BindingKey& key) {
-    const std::string_view host = key.host.view();
-    return heads[(folded_hash(host.data(), host.size()) + key.port) % kLists];
+    if (lists != first_lists) PEL_array_delete(lists);
 }
 
 _SOAP_BindingInfo** _SOAP_BindingTable::find(const _SOAP_BindingKey& key) {
+    const std::uint32_t hash = hash_of(key);
     const PEL_Lock guard(mutex);
-    for (Entry* entry = list_of(key); entry != nullptr; entry = entry->next) {
-        if (entry->key == key) return &entry->info;
+    for (Entry* entry = list_of(hash); entry != nullptr; entry = entry->next) {
+        if (entry->hash == hash && entry->key == key) return &entry->info;
     }
     return nullptr;
 }
 
 bool _SOAP_BindingTable::add(const _SOAP_BindingKey& key, _SOAP_BindingInfo* info) {
+    const std::uint32_t hash = hash_of(key);
     const PEL_Lock guard(mutex);
-    Entry*& head = list_of(key);
-    Entry* const entry = new Entry{key, info, head};
+    if (entry_count >= list_count) grow();
+    Entry*& head = list_of(hash);
+    Entry* const entry = new Entry{key, hash, info, head};
     if (entry == nullptr) return false;
     head = entry;
+    ++entry_count;
     return true;
 }
 
+/// Twice the lists; where memory does not suffice, those that are there get longer.
+void _SOAP_BindingTable::grow() {
+    constexpr std::uint32_t kMostLists = 1U << 30;
+    if (list_count >= kMostLists) return;
+    const std::uint32_t before = list_count;
+    auto** const wider = static_cast<Entry**>(PEL_array_new(2 * sizeof(Entry*) * before));
+    if (wider == nullptr) return;
+    std::fill_n(wider, 2 * std::size_t{before}, nullptr);
+    Entry** const old = std::exchange(lists, wider);
+    list_count = 2 * before;
+    for (std::uint32_t i = 0; i < before; ++i) {
+        while (Entry* const entry = old[i]) {
+            old[i] = entry->next;
+            Entry*& head = list_of(entry->hash);
+            entry->next = head;
+            head = entry;
+        }
+    }
+    if (old != first_lists) PEL_array_delete(old);
+}
+
 void _SOAP_BindingTable::remove(const _SOAP_BindingKey& key, const _SOAP_BindingInfo* info) {
+    const std::uint32_t hash = hash_of(key);
     const PEL_Lock guard(mutex);
-    for (Entry** place = &list_of(key); *place != nullptr; place = &(*place)->next) {
+    for (Entry** place = &list_of(hash); *place != nullptr; place = &(*place)->next) {
         Entry* const entry = *place;
         if (entry->info != info || !(entry->key == key)) continue;
         *place = entry->next;
         delete entry;
+        --entry_count;
         return;
     }
 }
 
 int _SOAP_BindingTable::count() {
     const PEL_Lock guard(mutex);
-    int entries = 0;
-    for (const Entry* head : heads) {
-        for (; head != nullptr; head = head->next) ++entries;
-    }
-    return entries;
+    return static_cast<int>(entry_count);
 }
 
 _SOAP_BindingInfo* _SOAP_BindingInfo::lookup(const _SOAP_BindingKey& key) {

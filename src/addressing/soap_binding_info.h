@@ -59,8 +59,8 @@ private:
     _SOAP_BindingKey pd_key;
 };
 
-/// The registry of records, lists that are walked: a hostile message may name many endpoints. It does not own
-/// the records. Each operation takes the registry's own mutex.
+/// The registry of records: a hash table that grows with them, since a hostile message may name many
+/// endpoints. It does not own the records. Each operation takes the registry's own mutex.
 class _SOAP_BindingTable {
 public:
     PEL_HEAP_OBJECT
@@ -71,7 +71,7 @@ public:
 
     /// The place of the record's pointer, or null. Valid until the entry is removed.
     _SOAP_BindingInfo** find(const _SOAP_BindingKey& key);
-    /// Adds an entry at the front; false when memory ends.
+    /// Adds an entry; false when memory ends.
     [[nodiscard]] bool add(const _SOAP_BindingKey& key, _SOAP_BindingInfo* info);
     /// Removes the entry of `key` if it stands for `info`.
     void remove(const _SOAP_BindingKey& key, const _SOAP_BindingInfo* info);
@@ -80,11 +80,15 @@ public:
 private:
     struct Entry;
 
-    static constexpr int kLists = 1024;
+    static constexpr std::uint32_t kFirstLists = 64;
 
-    Entry*& list_of(const _SOAP_BindingKey& key);
+    Entry*& list_of(std::uint32_t hash) { return lists[hash & (list_count - 1)]; }
+    void grow();
 
-    Entry* heads[kLists] = {};
+    Entry* first_lists[kFirstLists] = {};
+    Entry** lists = first_lists;
+    std::uint32_t list_count = kFirstLists;  // a power of two
+    std::uint32_t entry_count = 0;
     PEL_Mutex mutex;
 };
 

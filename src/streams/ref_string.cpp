@@ -107,18 +107,32 @@ std::uint64_t make_seed() {
 
 const std::uint64_t hash_seed = make_seed();
 
-}  // namespace
-
-std::uint32_t folded_hash(const char* text, std::size_t length) noexcept {
+/// `Each` makes of eight bytes what counts of them.
+template <std::uint64_t Each(std::uint64_t)>
+std::uint32_t hash_of(const char* text, std::size_t length) {
     std::uint64_t state = hash_seed ^ (length * 0x9E3779B97F4A7C15u);
     while (length > 8) {
-        state = mix(state ^ lower_eight(load_eight(text)), 0x8EBC6AF09C88C6E3u ^ hash_seed);
+        state = mix(state ^ Each(load_eight(text)), 0x8EBC6AF09C88C6E3u ^ hash_seed);
         text += 8;
         length -= 8;
     }
-    state = mix(state ^ lower_eight(load_few(text, length)), 0x589965CC75374CC3u ^ hash_seed);
+    state = mix(state ^ Each(load_few(text, length)), 0x589965CC75374CC3u ^ hash_seed);
     const auto folded = static_cast<std::uint32_t>(state ^ (state >> 32));
     return folded == 0 ? 1 : folded;
+}
+
+std::uint64_t all_eight(std::uint64_t bytes) {
+    return bytes;
+}
+
+}  // namespace
+
+std::uint32_t folded_hash(const char* text, std::size_t length) noexcept {
+    return hash_of<lower_eight>(text, length);
+}
+
+std::uint32_t exact_hash(const char* text, std::size_t length) noexcept {
+    return hash_of<all_eight>(text, length);
 }
 
 CRefString::Body* CRefString::allocate(std::size_t capacity) noexcept {

@@ -123,3 +123,6 @@ private:
 /// A number for `length` bytes that ignores the case of ASCII letters; seeded anew in each process, so that
 /// nobody can prepare texts that share it. Never 0.
 std::uint32_t folded_hash(const char* text, std::size_t length) noexcept;
+
+/// The same where case counts.
+std::uint32_t exact_hash(const char* text, std::size_t length) noexcept;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
@@ -170,6 +171,47 @@ TEST_F(SoapProfile, OfMemoryThatEndedIsInvalidAndLosesNothing) {
         client->_release();
         if (!happened) break;
         ASSERT_LT(nth, 20);
+    }
+}
+
+// Lists that did not grow, or one list for all the ways to write a host, took half a minute.
+TEST_F(SoapProfile, OfManyEndpointsIsFoundQuickly) {
+    constexpr std::uint32_t kEndpoints = 1 << 17;
+    const auto host_of = [](std::uint32_t number) {
+        std::string host = "abcdefghijklmnopqr.example";
+        for (std::size_t bit = 0; bit < 18; ++bit) {
+            if ((number >> bit & 1) != 0) host[bit] = static_cast<char>(host[bit] - 'a' + 'A');
+        }
+        return host;
+    };
+    std::vector<_IOP_Profile> profiles;
+    const auto begin = std::chrono::steady_clock::now();
+    for (std::uint32_t i = 0; i < kEndpoints; ++i) profiles.push_back(make(host_of(i).c_str(), 1));
+    EXPECT_EQ(entries(), static_cast<int>(kEndpoints));
+    for (std::uint32_t i = 0; i < kEndpoints; i += 999) {
+        EXPECT_EQ(_SOAP_Profile::narrow(make(host_of(i).c_str(), 1))->host(), host_of(i).c_str());
+    }
+    EXPECT_EQ(entries(), static_cast<int>(kEndpoints));
+    profiles.clear();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+    EXPECT_EQ(entries(), 0);
+}
+
+TEST_F(SoapProfile, StaysFoundWhereTheTableCannotGrow) {
+    constexpr std::uint16_t kBeforeGrowth = 64;
+    bool happened = true;
+    for (long nth = 1; happened; ++nth) {
+        ASSERT_LT(nth, 20);
+        std::vector<_IOP_Profile> profiles;
+        for (std::uint16_t port = 1; port <= kBeforeGrowth; ++port) profiles.push_back(make("h", port));
+        PEL_Fault::fail_allocation(nth);
+        profiles.push_back(make("h", kBeforeGrowth + 1));
+        happened = PEL_Fault::happened();
+        PEL_Fault::fail_allocation(0);
+        for (std::uint16_t port = 1; port <= 3 * kBeforeGrowth; ++port) profiles.push_back(make("h", port));
+        EXPECT_EQ(entries(), 3 * kBeforeGrowth) << nth;
+        profiles.clear();
+        EXPECT_EQ(entries(), 0) << nth;
     }
 }
 
