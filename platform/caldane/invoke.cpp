@@ -165,9 +165,19 @@ std::string reason(const _Caldane_SystemException& exception, const _Caldane_Cal
         "an exception that the operation does not declare: " + plain(stored.repository_id()), name, endpoint);
 }
 
-[[noreturn]] void fail(std::int32_t kind, const char* message, const Caldane::Operation& operation,
+[[noreturn]] void fail(std::int32_t kind, const std::string& message, const Caldane::Operation& operation,
                        const std::string& endpoint) {
     throw Caldane::SystemError(kind, message, plain(operation.name), endpoint);
+}
+
+/// What the first transport that knows anything about it says.
+std::string why_unbound(const _Caldane_Object& target) {
+    const BindingLock lock;
+    for (_Caldane_Transport_Info* transport : TransportTable::instance().transports) {
+        const _Caldane_String reason = transport->why_unbound(target);
+        if (!reason.is_null()) return plain(reason);
+    }
+    return "no transport can reach the object";
 }
 
 }  // namespace
@@ -190,8 +200,7 @@ void Caldane::invoke(const _Caldane_Object& target, const Operation& operation, 
     for (int attempt = 0;; ++attempt) {
         BoundClient bound;
         if (!bind(held, ior, bound)) {
-            fail(_Caldane_SystemException::INV_OBJREF, "no transport can reach the object", operation,
-                 held.url());
+            fail(_Caldane_SystemException::INV_OBJREF, why_unbound(held), operation, held.url());
         }
         try_call(ior, bound, call, features->exception);
         const bool undelivered = _Caldane_CallDiagnostics::not_delivered(info);

@@ -52,6 +52,10 @@ _IOP_Profile _Caldane_Transport_Info::profile_of_url(const _IOP_IOR&) {
     return _IOP_Profile();
 }
 
+_Caldane_String _Caldane_Transport_Info::why_unbound(const _Caldane_Object&) {
+    return _Caldane_String();
+}
+
 void* _Caldane_Transport_Info::_safe_cast(const void*) {
     return nullptr;
 }

@@ -33,6 +33,20 @@ std::uint16_t port_in(std::string_view text) {
     return static_cast<std::uint16_t>(negative ? 0U - value : value);
 }
 
+const char* request_target(const char* path, std::string& memory) {
+    const std::string_view whole = path;
+    if (whole.find_first_of(" #") == std::string_view::npos) return path;
+    memory.clear();
+    for (const char c : whole.substr(0, whole.find('#'))) {
+        if (c == ' ') {
+            memory += "%20";
+        } else {
+            memory += c;
+        }
+    }
+    return memory.c_str();
+}
+
 bool split_url(std::string_view url, UrlParts& parts) {
     constexpr std::string_view kMark = "://";
     const std::size_t mark = url.find(kMark);
@@ -43,6 +57,7 @@ bool split_url(std::string_view url, UrlParts& parts) {
     const std::size_t slash = url.find('/');
     parts.path = slash == std::string_view::npos ? std::string_view() : url.substr(slash + 1);
     const std::string_view authority = url.substr(0, slash);
+    if (authority.find_first_of(" #") != std::string_view::npos) return false;
     const std::size_t colon = authority.find(':');
     parts.host = authority.substr(0, colon);
     if (parts.host.empty()) return false;

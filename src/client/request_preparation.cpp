@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "addressing/soap_profile.h"
+#include "addressing/url.h"
 #include "client/client_line.h"
 #include "http/http_text.h"
 
@@ -57,7 +58,7 @@ int ClientLine::prepare_request(const _Caldane_String& path, const _Caldane_Stri
     if (!connect_repeatedly(proxy != nullptr ? _Caldane_String(proxy) : endpoint)) return 0;
     out_stream.attach(message.get(), connection.handle(), connection.secure_channel());
     in_stream.attach(message.get(), connection.handle(), connection.secure_channel());
-    message->SetPath(path.c_str());
+    message->SetPath(request_target(path.c_str(), property));
     message->SetMethod(kHttpPost);
     message->AddRequestHeader(kHttpContentType, "text/xml; charset=\"utf-8\"");
     message->AddRequestHeader(kHttpHost, endpoint.c_str());

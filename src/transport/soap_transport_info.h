@@ -23,6 +23,8 @@ public:
     _Caldane_Transport_RPC_Server* server() override;
     void ignored_notification(std::int32_t what) override;
     _IOP_Profile profile_of_url(const _IOP_IOR& ior) override;
+    /// The property that is missing, or is there and should not be, or that the URL is none.
+    _Caldane_String why_unbound(const _Caldane_Object& object) override;
 
 private:
     enum class Client { none, fresh };

@@ -60,11 +60,28 @@ constexpr UrlCase kUrls[] = {
     {"NoHost", "http:///a", false, "", "", 0, ""},
     {"OnlyPort", "http://:80/a", false, "", "", 0, ""},
     {"LineEndInPath", "http://h/a HTTP/1.0\r\nX: y", false, "", "", 0, ""},
+    {"Delete", "http://h/a\x7F", false, "", "", 0, ""},
+    {"BlankInHost", "http://a b:1/p", false, "", "", 0, ""},
+    {"FragmentInPort", "http://h:1#p", false, "", "", 0, ""},
+    {"BlankAndFragmentInPath", "http://h:1/a b#c", true, "h:1", "h", 1, "a b#c"},
     {"ZeroByte", std::string_view("http://h\0/a", 11), false, "", "", 0, ""},
     {"Empty", "", false, "", "", 0, ""},
 };
 INSTANTIATE_TEST_SUITE_P(All, Url, testing::ValuesIn(kUrls),
                          [](const auto& test) { return test.param.name; });
+
+// Either one made a request line that servers read as a request for something else.
+TEST(RequestTarget, HasNeitherBlanksNorAFragment) {
+    const struct {
+        const char* path;
+        const char* target;
+    } cases[] = {{"", ""},   {"a/b?c=d", "a/b?c=d"}, {" a  b ", "%20a%20%20b%20"}, {"a b#c d#e", "a%20b"},
+                 {"#a", ""}, {"a%20b", "a%20b"}};
+    for (const auto& c : cases) {
+        std::string memory = "of the path before";
+        EXPECT_STREQ(request_target(c.path, memory), c.target) << c.path;
+    }
+}
 
 TEST(UrlPrefixes, NeverReadBeyondTheirEnd) {
     constexpr std::string_view kWhole = "https://host.example:8443/a/b?c";

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "transport/soap_transport_info.h"
 
+#include <caldane/invoke.h>
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -132,6 +134,62 @@ TEST_F(TransportInfo, MakesAProfileOfAUrl) {
     EXPECT_FALSE(info.bind_profile(at("no url"), 0).valid());
     EXPECT_FALSE(info.bind_profile(_Caldane_Object(), 0).valid());
 }
+
+// It was called in the clear.
+TEST_F(TransportInfo, TakesAnEndpointForSecureHoweverItIsSpelled) {
+    for (const char* body : {"HTTPS://h:1/a", "hTTps://h:1/a"}) {
+        _IOP_ProfileList list;
+        for (const _Caldane_ULong tag : {TAG_INTERNET_SOAP_DOC, TAG_INTERNET_SOAPS_DOC})
+            list.append(_IOP_Profile(tag, _IOP_OctetSeq(_Caldane_String(body))));
+        const _Caldane_Object object(_IOP_IOR::generate("IDL:T:1.0", list));
+        EXPECT_EQ(info.bind_profile(object, 0).tag(), TAG_INTERNET_SOAPS_DOC) << body;
+        EXPECT_TRUE(object._ior()->isSecure()) << body;
+    }
+}
+
+struct UnboundCase {
+    const char* name;
+    const char* property;  // that is set, or null
+    std::vector<_Caldane_ULong> tags;
+    const char* scheme;
+    const char* told;  // a part of the reason; null: there is none
+};
+
+class Unbound : public testing::TestWithParam<UnboundCase> {};
+
+// For all of these it was said that no transport can reach the object.
+TEST_P(Unbound, NamesThePropertyThatIsInTheWay) {
+    const UnboundCase& c = GetParam();
+    if (c.property != nullptr) SOA::getProperties().set(c.property, "");
+    Caldane::runCallbacks(Caldane::STAGE_INIT);
+    _IOP_ProfileList list;
+    for (const _Caldane_ULong tag : c.tags)
+        list.append(_IOP_Profile(tag, _IOP_OctetSeq(_Caldane_String(std::string(c.scheme) + "://h:1/a"))));
+    const _Caldane_Object object(_IOP_IOR::generate("IDL:T:1.0", list));
+    object._ior()->setSecurity(static_cast<_Caldane_Boolean>(c.scheme == std::string("https")));
+    static const Caldane::Operation go("go", "IDL:T:1.0");
+    std::string told;
+    try {
+        Caldane::call<void>(object, go);
+    } catch (const Caldane::SystemError& error) {
+        EXPECT_EQ(error.kind(), _Caldane_SystemException::INV_OBJREF);
+        told = error.message();
+    }
+    Caldane::runCallbacks(Caldane::STAGE_SHUTDOWN);
+    if (c.property != nullptr) SOA::getProperties().remove(c.property);
+    EXPECT_NE(told.find(c.told), std::string::npos) << told;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, Unbound,
+    testing::Values(
+        UnboundCase{"SecureWithoutSsl", nullptr, {8, 9}, "https", "with the property ZOLT_SSL alone"},
+        UnboundCase{"CapitalsWithoutSsl", nullptr, {9}, "HTTPS", "with the property ZOLT_SSL alone"},
+        UnboundCase{"PlainUnderSslOnly", "ZOLT_SSL_ONLY", {3, 4}, "http", "ZOLT_SSL_ONLY rules those out"},
+        UnboundCase{"EncodedAlone", nullptr, {3}, "http", "made with the property SOAP_ENABLE_RPC_ENCODER"},
+        UnboundCase{"LiteralAlone", "SOAP_ENABLE_RPC_ENCODER", {4}, "http", "ENCODER rules those out"},
+        UnboundCase{"OfAnotherTransport", nullptr, {70}, "http", "no transport can reach the object"}),
+    [](const auto& test) { return test.param.name; });
 
 TEST_F(TransportInfo, ReplacesTheEndpointsClientForAUrl) {
     _IOP_Profile first = info.bind_profile(at("http://h:1/a"), 0);

@@ -139,6 +139,9 @@ public:
     /// The profile under which the object at a URL is handed on to others; an invalid one if this transport
     /// cannot reach it. No client is bound.
     virtual _IOP_Profile profile_of_url(const _IOP_IOR& ior);
+    /// What would let this transport bind the object, for which `bind_profile` gave nothing; a null string
+    /// where it knows no more.
+    virtual _Caldane_String why_unbound(const _Caldane_Object& object);
 
     /// The reference of an object, null for a nil one.
     static _IOP_IOR* object_ior(const _Caldane_Object& object);
