@@ -1,7 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <caldane/transport.h>
 
+#include <utility>
+
 #include "transports.h"
+
+namespace {
+
+thread_local int scopes = 0;                                  // of EndsLater
+thread_local _Caldane_Transport_RPC_Client* ended = nullptr;  // a list
+
+}  // namespace
 
 TransportTable& TransportTable::instance() {
     static TransportTable* const table = new TransportTable;
@@ -19,7 +28,21 @@ void _Caldane_Transport_RPC_Client::_add_ref() {
 }
 
 void _Caldane_Transport_RPC_Client::_release() {
-    if (references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    if (references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    if (scopes == 0) {
+        delete this;
+    } else {
+        next_ended = std::exchange(ended, this);
+    }
+}
+
+_Caldane_Transport_RPC_Client::EndsLater::EndsLater() {
+    ++scopes;
+}
+
+_Caldane_Transport_RPC_Client::EndsLater::~EndsLater() {
+    if (--scopes > 0) return;
+    while (ended != nullptr) delete std::exchange(ended, ended->next_ended);
 }
 
 void _Caldane_Transport_RPC_Client::invalidate() {

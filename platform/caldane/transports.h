@@ -4,12 +4,13 @@
 #include <mutex>
 #include <vector>
 
-class _Caldane_Transport_Info;
+#include <caldane/transport.h>
 
 /// The transports that are registered now, in the order of their registration.
 ///
 /// The mutex is the broker's binding mutex too: it is held while a client is looked up, bound or unbound, so
-/// that a client cannot go between being found and being referenced. Nothing under it touches the network.
+/// that a client cannot go between being found and being referenced. Nothing under it touches the network: a
+/// client that ends meanwhile says its goodbye behind the lock.
 struct TransportTable {
     static TransportTable& instance();
 
@@ -31,5 +32,6 @@ public:
 private:
     static inline thread_local bool here = false;
 
+    const _Caldane_Transport_RPC_Client::EndsLater ends_later;
     std::lock_guard<std::mutex> guard;
 };

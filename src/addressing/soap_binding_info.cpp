@@ -126,6 +126,7 @@ _SOAP_BindingInfo* _SOAP_BindingInfo::lookup(const _SOAP_BindingKey& key) {
 }
 
 void _SOAP_BindingInfo::release() {
+    const _Caldane_Transport_RPC_Client::EndsLater ends_later;
     const OptionalLock guard;
     if (pd_ref_cnt.fetch_sub(1, std::memory_order_acq_rel) == 1) end();
 }

@@ -288,3 +288,20 @@ TEST_F(Invocation, ThreadsShareAReferenceWhileItsClientsComeAndGo) {
     EXPECT_GT(transport->binds, 100);
     EXPECT_EQ(FakeClient::alive, 1);
 }
+
+// The goodbye of a client goes over the network, and must not hold up whoever waits for a lock.
+TEST(TransportClient, EndsBehindTheLockUnderWhichItLostItsLastReference) {
+    const int before = FakeClient::alive;
+    {
+        const _Caldane_Transport_RPC_Client::EndsLater outer;
+        {
+            const _Caldane_Transport_RPC_Client::EndsLater inner;
+            for (int i = 0; i < 3; ++i) (new FakeClient(succeed))->_release();
+            std::thread([] { (new FakeClient(succeed))->_release(); }).join();
+        }
+        EXPECT_EQ(FakeClient::alive, before + 3) << "other threads' clients end at once";
+    }
+    EXPECT_EQ(FakeClient::alive, before);
+    (new FakeClient(succeed))->_release();
+    EXPECT_EQ(FakeClient::alive, before);
+}

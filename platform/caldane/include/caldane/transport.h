@@ -51,10 +51,21 @@ public:
     /// The reference of an object, null for a nil one.
     static _IOP_IOR* object_ior(const _Caldane_Object& object);
 
+    /// Stands ahead of a lock under which clients may lose their last reference: on this thread they are
+    /// deleted only when it ends, with the outermost one. A client says goodbye over the network then.
+    class EndsLater {
+    public:
+        EndsLater();
+        ~EndsLater();
+        EndsLater(const EndsLater&) = delete;
+        EndsLater& operator=(const EndsLater&) = delete;
+    };
+
 protected:
     _Caldane_Transport_RPC_Client() = default;
 
 private:
+    _Caldane_Transport_RPC_Client* next_ended = nullptr;
     std::atomic<std::int32_t> references{1};
     std::atomic<bool> valid_{true};
 };
