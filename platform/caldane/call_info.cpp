@@ -72,3 +72,11 @@ void _Caldane_CallDiagnostics::not_delivered(const _Caldane_CallInfo& info, bool
 bool _Caldane_CallDiagnostics::not_delivered(const _Caldane_CallInfo& info) {
     return info.features() != nullptr && info.features()->diagnostics.not_delivered_;
 }
+
+void _Caldane_CallDiagnostics::kind(const _Caldane_CallInfo& info, std::int32_t known) {
+    if (auto* diagnostics = lookup_or_add(info)) diagnostics->kind_ = known;
+}
+
+std::int32_t _Caldane_CallDiagnostics::kind(const _Caldane_CallInfo& info) {
+    return info.features() != nullptr ? info.features()->diagnostics.kind_ : -1;
+}

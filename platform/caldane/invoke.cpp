@@ -131,7 +131,12 @@ void try_call(_IOP_IOR& ior, BoundClient& bound, _Caldane_OutboundCall& call,
         store(outcome, _Caldane_SystemException::UNKNOWN, "memory has ended");
         bound.client->invalidate();
     } catch (...) {
-        store(outcome, _Caldane_SystemException::BAD_RESPONSE, kMalformed);
+        const std::int32_t known = _Caldane_CallDiagnostics::kind(call.info());
+        if (known >= 0) {
+            store(outcome, known, "");
+        } else {
+            store(outcome, _Caldane_SystemException::BAD_RESPONSE, kMalformed);
+        }
     }
 }
 

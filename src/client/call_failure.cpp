@@ -23,7 +23,7 @@ bool is_status_of_call(std::int32_t status) {
 /// For a call of which nothing was sent because the connection is of no more use. The broker takes another.
 std::int32_t ClientLine::refuse_call() {
     if (connection.time_is_up()) {
-        describe_time();
+        if (diagnosis.empty()) describe_time();
     } else {
         diagnosis = "the connection to ";
         diagnosis += endpoint.view();

@@ -29,7 +29,8 @@ constexpr double kRefusalStep = 0.001;  // seconds
 constexpr std::chrono::milliseconds kTimeToClose{20};
 constexpr double kCloseStep = 0.0002;  // seconds
 
-// The system's timer may ring a little early.
+// The system's timer may ring a little early. Short limits have less of that.
+constexpr int kSlackOfLimit = 4;
 constexpr std::chrono::milliseconds kTimerSlack{20};
 
 std::uint16_t network_order(std::uint16_t number) {
@@ -129,6 +130,10 @@ bool ClientConnection::fail(const char* what, const char* reason) {
 
 void ClientConnection::set_deadline(Clock::time_point when) {
     deadline_ = when;
+    slack = when == Clock::time_point::max()
+                ? Clock::duration::zero()
+                : std::clamp<Clock::duration>((when - Clock::now()) / kSlackOfLimit, Clock::duration::zero(),
+                                              kTimerSlack);
     if (connected && socket_is_timed && when == Clock::time_point::max()) {
         vqNetSetTimeout(socket, 0);
         socket_is_timed = false;
@@ -136,7 +141,7 @@ void ClientConnection::set_deadline(Clock::time_point when) {
 }
 
 bool ClientConnection::time_is_up() const {
-    return deadline_ != Clock::time_point::max() && Clock::now() + kTimerSlack >= deadline_;
+    return deadline_ != Clock::time_point::max() && Clock::now() + slack >= deadline_;
 }
 
 /// Lets the socket wait for as long as there is time; false where there is none left.
@@ -150,7 +155,10 @@ bool ClientConnection::arm_time() {
 }
 
 bool ClientConnection::outlives_first_reply() {
-    if (requests != 1) return true;
+    if (requests != 1 || promised_to_stay) return true;
+    if (deadline_ != Clock::time_point::max() && first_reply + kTimeToClose + slack >= deadline_ &&
+        Clock::now() - first_reply < kTimeToClose)
+        return false;
     while (look() == vqNetState::idle) {
         if (Clock::now() - first_reply >= kTimeToClose) return true;
         PEL_Thread::delay(kCloseStep);
@@ -158,8 +166,10 @@ bool ClientConnection::outlives_first_reply() {
     return false;
 }
 
-void ClientConnection::end_request() {
-    if (requests == 1) first_reply = Clock::now();
+void ClientConnection::end_request(bool promised) {
+    if (requests != 1) return;
+    first_reply = Clock::now();
+    promised_to_stay = promised;
 }
 
 void ClientConnection::start_request() {

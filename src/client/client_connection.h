@@ -42,12 +42,13 @@ public:
     Clock::time_point deadline() const { return deadline_; }
     bool time_is_up() const;
 
-    /// Waits out the moment in which a server that does not keep connections would close this one after its
-    /// first reply: a request that crosses the close on the way would be lost, and may not be sent again.
-    /// False if the connection is of no more use.
+    /// Where the first reply did not promise that the connection stays, waits out the moment in which a
+    /// server that does not keep connections would close this one: a request that crosses the close on the
+    /// way would be lost, and may not be sent again. False if the connection is of no more use, or the
+    /// deadline leaves no time to find out.
     [[nodiscard]] bool outlives_first_reply();
-    /// The response to the request has been read.
-    void end_request();
+    /// The response to the request has been read; `promised`: the server keeps the connection.
+    void end_request(bool promised);
 
     /// The bytes sent and received from now on belong to a new request and its response.
     void start_request();
@@ -85,6 +86,7 @@ private:
     bool connected = false;
 
     Clock::time_point deadline_ = Clock::time_point::max();
+    Clock::duration slack{};
     bool socket_is_timed = false;
 
     // Bytes that the system took, over the connection's life, and what the peer's system had acknowledged
@@ -96,6 +98,7 @@ private:
     long long received_before = 0;  // in all, up to this request
     int requests = 0;
     Clock::time_point first_reply;
+    bool promised_to_stay = false;  // by the first reply
 
     long long received = 0;  // of this response
     End end = End::open;

@@ -40,6 +40,8 @@ private:
         try {
             if (line.awaits_response) line.describe_response(what_is_malformed().c_str());
             _Caldane_CallDiagnostics::describe(line.call_info, line.diagnosis);
+            if (line.awaits_response && !is_status_of_call(line.last_status()))
+                _Caldane_CallDiagnostics::kind(line.call_info, Kind::HTTP_STATUS);
         } catch (const std::bad_alloc&) {
             line.spoil();
         }
@@ -121,8 +123,8 @@ std::int32_t ClientLine::exchange(_Caldane_OutboundCall& call) {
         return Kind::COMM_FAILURE;
     }
     if (_Caldane_CallDuration::is_oneway(call_info)) {
+        if (connection.send_failed()) return fail_oneway();
         reply_outstanding = true;
-        if (connection.send_failed()) spoil();
         return 0;
     }
     awaits_response = true;
@@ -133,6 +135,26 @@ std::int32_t ClientLine::exchange(_Caldane_OutboundCall& call) {
     if (read_response(call.args())) return 0;
     if (connection.request_never_arrived()) _Caldane_CallDiagnostics::not_delivered(call_info, true);
     return Kind::BAD_RESPONSE;
+}
+
+/// A one-way call whose request did not leave as a whole. There is no reply from which its caller would learn
+/// it.
+std::int32_t ClientLine::fail_oneway() {
+    spoil();
+    if (connection.time_is_up()) {
+        describe_time();
+        diagnosis += " while the request was sent";
+        return Kind::COMM_FAILURE;
+    }
+    diagnosis = "the connection to ";
+    diagnosis += endpoint.view();
+    diagnosis += " broke while the request was sent";
+    if (!connection.error().empty()) diagnosis += ": " + connection.error();
+    // How it broke, which a receive finds out, tells whether anything arrived.
+    char ignored = 0;
+    if (connection.look() == vqNetState::closed) static_cast<void>(connection.receive(&ignored, 1));
+    if (connection.request_never_arrived()) _Caldane_CallDiagnostics::not_delivered(call_info, true);
+    return Kind::COMM_FAILURE;
 }
 
 bool ClientLine::read_response(_Caldane_ArgList& args) {
@@ -182,7 +204,7 @@ void ClientLine::start_clock() {
 /// dropped, or else the connection is given up.
 void ClientLine::settle() {
     awaits_response = false;
-    connection.end_request();
+    connection.end_request(promises_to_stay(*message));
     connection.set_deadline(
         std::min(connection.deadline(), ClientConnection::Clock::now() + kTimeForLeftovers));
     const bool clean = !connection.send_failed() && in_stream.drained(kMostLeftovers) &&
@@ -200,9 +222,13 @@ bool ClientLine::take_oneway_reply() {
     const std::unique_ptr<CBodyInputStream> body(message->OpenBodyReader(&input, 0));
     const bool clean = body && body->drain(kMostLeftovers) && !connection.has_ended() &&
                        !announces_close(*message) && connection.look() == vqNetState::idle;
-    connection.end_request();
+    connection.end_request(promises_to_stay(*message));
     connection.set_deadline(deadline);
     message.reset();  // its status is none of the next call's
+    if (!clean && connection.time_is_up()) {
+        describe_time();
+        diagnosis += ", waiting for the reply to a one-way call before it; nothing was sent";
+    }
     if (!clean) spoil();
     return clean;
 }

@@ -57,6 +57,7 @@ private:
     int connect_repeatedly(const _Caldane_String& address);
     int connect(const _Caldane_String& address);
 
+    std::int32_t fail_oneway();
     bool read_response(_Caldane_ArgList& args);
     bool read_values(_Caldane_ArgList& args);
     bool take_oneway_reply();

@@ -10,7 +10,10 @@
 #include "http/http_message.h"
 #include "http/http_text.h"
 
-bool announces_close(const CHttpMessage& response) {
+namespace {
+
+/// True if `option` is among those of the Connection header, in any case.
+bool has_option(const CHttpMessage& response, const char* option) {
     const char* const header = response.GetIncomingHeader(kHttpConnection);
     if (header == nullptr) return false;
     constexpr std::string_view kBetween = ", \t";
@@ -20,9 +23,21 @@ bool announces_close(const CHttpMessage& response) {
         if (start == std::string_view::npos) return false;
         options.remove_prefix(start);
         const std::size_t end = std::min(options.find_first_of(kBetween), options.size());
-        if (vqOSstricmp(std::string(options.substr(0, end)).c_str(), kHttpClose) == 0) return true;
+        if (vqOSstricmp(std::string(options.substr(0, end)).c_str(), option) == 0) return true;
         options.remove_prefix(end);
     }
+}
+
+}  // namespace
+
+bool announces_close(const CHttpMessage& response) {
+    return has_option(response, kHttpClose);
+}
+
+bool promises_to_stay(const CHttpMessage& response) {
+    const bool by_its_version = response.GetMajorVersion() > 1 ||
+                                (response.GetMajorVersion() == 1 && response.GetMinorVersion() >= 1);
+    return !announces_close(response) && (by_its_version || has_option(response, kHttpKeepAlive));
 }
 
 bool tells_its_length(const CHttpMessage& response) {

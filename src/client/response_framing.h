@@ -17,6 +17,9 @@ inline constexpr std::chrono::seconds kTimeForOnewayReply{30};
 /// header (RFC 9112 9.6), in any case.
 [[nodiscard]] bool announces_close(const CHttpMessage& response);
 
+/// True if the response says that its connection stays: HTTP/1.1, or "keep-alive" before that (RFC 9112 9.3).
+[[nodiscard]] bool promises_to_stay(const CHttpMessage& response);
+
 /// Statuses whose body may be a call's outcome, and 0, which no status line has given.
 [[nodiscard]] bool is_status_of_call(std::int32_t status);
 

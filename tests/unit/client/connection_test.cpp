@@ -2,6 +2,7 @@
 // How the client's connection comes, stays and goes.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -105,13 +106,15 @@ TEST_F(Connection, NeedsAUnitOfTheSocketResource) {
 }
 
 TEST_F(Connection, ThatTheServerClosesAfterEachReplyIsReplacedHundredTimes) {
-    for (const char* header : {"", "Connection: close\r\n"}) {
+    // Said, or to be expected of the version.
+    for (const bool said : {true, false}) {
         std::atomic<int> requests = 0;
         ScriptedServer server([&](ScriptedConnection& client) {
             const int number = number_in(client.read_request());
             if (number < 0) return;
             ++requests;
-            client.send(counted(number, header));
+            client.send(said ? counted(number, "Connection: close\r\n")
+                             : "HTTP/1.0" + counted(number).substr(8));
         });
         const _Caldane_Object object = object_at(server.url());
         for (int i = 0; i < 100; ++i) ASSERT_EQ(count(object, i), i);
@@ -188,6 +191,71 @@ TEST_F(Connection, ThatStallsMeetsTheTimeLimitAndIsNotUsedAgain) {
             EXPECT_NE(failure.words.find("timed out after 0.2 s"), std::string::npos) << failure.words;
         }
         EXPECT_EQ(count(object, 5), 5);
+        EXPECT_EQ(server.connections(), 2);
+    }
+}
+
+// The wait behind a connection's first reply did not look at the limit, and was made where nothing asked for
+// it.
+TEST_F(Connection, ServesTheSecondCallAtOnceAndWithinAShortLimit) {
+    for (const char* version : {"HTTP/1.1", "HTTP/1.0"}) {
+        for (const char* header : {"", "Connection: Keep-Alive\r\n"}) {
+            SCOPED_TRACE(std::string(version) + header);
+            ScriptedServer server([&](ScriptedConnection& client) {
+                for (int number = 0; (number = number_in(client.read_request())) >= 0;)
+                    client.send(version + counted(number, header).substr(8));
+            });
+            const bool promised = std::string(version) == "HTTP/1.1" || *header != '\0';
+            std::vector<double> times;
+            for (int i = 0; i < 7; ++i) {
+                const _Caldane_Object object = object_at(server.url());
+                EXPECT_EQ(count(object, 1), 1);
+                const auto start = Clock::now();
+                EXPECT_EQ(count(object, 2), 2);
+                times.push_back(seconds_since(start));
+                const _Caldane_Object another = object_at(server.url());
+                EXPECT_EQ(count(another, 1), 1);
+                const Caldane::CallTimeout limit(0.019);
+                try {
+                    EXPECT_EQ(count(another, 2), 2);
+                } catch (const Caldane::SystemError& error) {
+                    if (i > 2) ADD_FAILURE() << error.what();  // a busy machine needs the time now and then
+                }
+            }
+            std::sort(times.begin(), times.end());
+            EXPECT_EQ(times[3] < 0.015, promised) << times[3];
+        }
+    }
+}
+
+// It looked done to its caller.
+TEST_F(Connection, ThatTakesNoMoreFailsAOneWayCall) {
+    const _Caldane_String large(std::string(30'000'000, 'x'));
+    static const Caldane::Operation store("store", "IDL:T:1.0", {}, Caldane::Operation::ONE_WAY);
+    const struct {
+        bool breaks;
+        const char* words;
+    } cases[] = {{true, "broke while the request was sent"}, {false, "timed out after 0.3 s while"}};
+    for (const auto& c : cases) {
+        std::atomic<bool> over = false;
+        ScriptedServer server([&](ScriptedConnection& client) {
+            if (client.number() > 1) return serve_counts(client);
+            std::string text;
+            client.read_more(text);
+            if (c.breaks) return client.reset();
+            while (!over) std::this_thread::yield();
+        });
+        const _Caldane_Object object = object_at(server.url());
+        try {
+            const Caldane::CallTimeout limit(c.breaks ? 10 : 0.3);
+            Caldane::call<void>(object, store, Caldane::in("text", large));
+            ADD_FAILURE();
+        } catch (const Caldane::SystemError& error) {
+            EXPECT_EQ(error.kind(), Kind::COMM_FAILURE);
+            EXPECT_NE(std::string(error.what()).find(c.words), std::string::npos) << error.what();
+        }
+        over = true;
+        EXPECT_EQ(count(object, 4), 4);
         EXPECT_EQ(server.connections(), 2);
     }
 }

@@ -120,8 +120,14 @@ public:
     static void not_delivered(const _Caldane_CallInfo& info, bool flag);
     static bool not_delivered(const _Caldane_CallInfo& info);
 
+    /// The kind of the failure of a call that is left by an exception which says less; -1, the default, for
+    /// none.
+    static void kind(const _Caldane_CallInfo& info, std::int32_t known);
+    static std::int32_t kind(const _Caldane_CallInfo& info);
+
 private:
     _Caldane_String text_;
+    std::int32_t kind_ = -1;
     bool not_delivered_ = false;
 };
 
