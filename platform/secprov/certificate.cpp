@@ -7,11 +7,9 @@
 #include <new>
 #include <sstream>
 
-namespace {
+#include "folders.h"
 
-void free_infos(STACK_OF(X509_INFO) * list) {
-    sk_X509_INFO_pop_free(list, X509_INFO_free);
-}
+namespace {
 
 /// Nobody is there to type a passphrase.
 int no_passphrase(char*, int, int, void*) {
@@ -52,25 +50,32 @@ const Certificate* Certificate::of(const CERT_CONTEXT* context) {
     return context != nullptr ? reinterpret_cast<const HandedOut*>(context)->owner : nullptr;
 }
 
-CertificatesHandle certificates_from_pem(const std::string& text) {
+CertificatesHandle certificates_from_pem(const std::string& text, int& damaged) {
+    damaged = 0;
     CertificatesHandle all(sk_X509_new_null());
     if (!all) throw std::bad_alloc();
     const BioHandle bio = text_bio(text);
-    const std::unique_ptr<STACK_OF(X509_INFO), OpenSslFree<free_infos>> infos(
-        PEM_X509_INFO_read_bio(bio.get(), nullptr, &no_passphrase, nullptr));
-    ERR_clear_error();
-    for (int i = 0; infos && i < sk_X509_INFO_num(infos.get()); ++i) {
-        X509_INFO* const info = sk_X509_INFO_value(infos.get(), i);
-        if (info->x509 == nullptr) continue;
-        if (sk_X509_push(all.get(), info->x509) <= 0) throw std::bad_alloc();
-        info->x509 = nullptr;
+    for (;;) {
+        CertificateHandle next(PEM_read_bio_X509_AUX(bio.get(), nullptr, &no_passphrase, nullptr));
+        const unsigned long error = ERR_peek_last_error();
+        ERR_clear_error();
+        if (next) {
+            if (sk_X509_push(all.get(), next.get()) <= 0) throw std::bad_alloc();
+            static_cast<void>(next.release());
+        } else if (ERR_GET_LIB(error) == ERR_LIB_PEM && ERR_GET_REASON(error) == PEM_R_NO_START_LINE) {
+            return all;
+        } else {
+            if (ERR_GET_REASON(error) == ERR_R_MALLOC_FAILURE) throw std::bad_alloc();
+            ++damaged;
+        }
     }
-    return all;
 }
 
-std::unique_ptr<Certificate> certificate_from_pem(const std::string& text) {
-    CertificatesHandle all = certificates_from_pem(text);
-    if (sk_X509_num(all.get()) == 0) return nullptr;
+std::unique_ptr<Certificate> certificate_from_pem(const std::string& text, const std::string& file) {
+    int damaged = 0;
+    CertificatesHandle all = certificates_from_pem(text, damaged);
+    if (damaged != 0) say_once(file + ": a certificate in it is damaged; the file is not used");
+    if (damaged != 0 || sk_X509_num(all.get()) == 0) return nullptr;
     CertificateHandle leaf(sk_X509_shift(all.get()));
     return std::make_unique<Certificate>(std::move(leaf), std::move(all), first_key(text));
 }

@@ -4,11 +4,14 @@
 #include <secprov/certificates.h>
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 
 #include "live_objects.h"
 #include "openssl_handles.h"
+
+class CertificateSearch;
 
 /// A certificate with what belongs to it: the chain above it and, if it is from a store, its private key.
 /// Made and given out as a CERT_CONTEXT; `free` takes it back.
@@ -24,8 +27,12 @@ public:
     STACK_OF(X509) * chain() const { return chain_.get(); }
     EVP_PKEY* key() const { return key_.get(); }
 
-    /// Where a store had it, for the search for the next.
+    /// Where a search had it, for the next one and for the day when its file changes.
     std::size_t position = 0;
+    std::shared_ptr<const CertificateSearch> search;
+    std::string files;  ///< what `search->state()` was ahead of it
+    /// The resumable session that showed it, as SessionCache knows it; empty if there is none.
+    std::string session;
 
 private:
     struct HandedOut {
@@ -41,11 +48,11 @@ private:
 };
 
 /// The first certificate of PEM text with the rest as its chain, and the first private key. Null if there is
-/// no certificate.
-std::unique_ptr<Certificate> certificate_from_pem(const std::string& text);
+/// no certificate, or a damaged one, which is told with the name of the file.
+std::unique_ptr<Certificate> certificate_from_pem(const std::string& text, const std::string& file);
 
-/// All certificates of PEM text.
-CertificatesHandle certificates_from_pem(const std::string& text);
+/// All certificates of PEM text; `damaged` is how many could not be read.
+CertificatesHandle certificates_from_pem(const std::string& text, int& damaged);
 
 /// A name for people and for searches: "C=DE, O=Acme, CN=bank.example".
 std::string name_text(const X509_NAME* name);

@@ -8,6 +8,7 @@
 #include <new>
 #include <string_view>
 
+#include "session_cache.h"
 #include "status.h"
 #include "trust.h"
 
@@ -65,6 +66,8 @@ int verify(const Certificate& certificate, int purpose) {
     X509_VERIFY_PARAM* const parameters = X509_STORE_CTX_get0_param(verification.get());
     X509_VERIFY_PARAM_set_purpose(parameters, purpose);
     X509_VERIFY_PARAM_set_auth_level(parameters, level);
+    // Whatever stands in root/ is trusted as it is, also without what stands above it.
+    X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN);
     const int good = X509_verify_cert(verification.get());
     ERR_clear_error();
     const int result = X509_STORE_CTX_get_error(verification.get());
@@ -95,7 +98,8 @@ int purpose_of(const CERT_CHAIN_PARA* parameter) {
 
 }  // namespace
 
-Chain::Chain(const Certificate& certificate, int purpose) : handed_out{{}, this} {
+Chain::Chain(const Certificate& certificate, int purpose)
+    : session(certificate.session), handed_out{{}, this} {
     handed_out.context.TrustStatus.dwErrorStatus = trust_error(verify(certificate, purpose));
     X509_up_ref(certificate.x509());
     leaf.reset(certificate.x509());
@@ -123,6 +127,10 @@ DWORD Chain::policy_error() const {
         default:
             return CERT_E_CHAINING;
     }
+}
+
+void Chain::refuse_session() const {
+    if (!session.empty()) SessionCache::instance().forget(session);
 }
 
 bool Chain::names(const std::string& host) const {
@@ -162,6 +170,7 @@ BOOL CertVerifyCertificateChainPolicy(const char* policy, const CERT_CHAIN_CONTE
             const std::string host = wanted.pwszServerName != nullptr ? narrowed(wanted.pwszServerName) : "";
             if (host.empty() || !own->names(host)) status->dwError = CERT_E_CN_NO_MATCH;
         }
+        if (status->dwError != 0) own->refuse_session();
         return TRUE;
     } catch (const std::exception&) {
         return fail_with(static_cast<DWORD>(SEC_E_INSUFFICIENT_MEMORY));

@@ -22,6 +22,8 @@ public:
     DWORD policy_error() const;
     /// True if the certificate was made for this host name (RFC 6125) or address.
     bool names(const std::string& host) const;
+    /// The session that showed the certificate is not taken up again.
+    void refuse_session() const;
 
 private:
     struct HandedOut {
@@ -30,5 +32,6 @@ private:
     };
 
     CertificateHandle leaf;
+    std::string session;
     HandedOut handed_out;
 };

@@ -12,7 +12,9 @@
 #include "certificate.h"
 #include "chain.h"
 #include "record.h"
+#include "session_cache.h"
 #include "status.h"
+#include "tickets.h"
 
 namespace {
 
@@ -28,7 +30,7 @@ bool is_address(const char* text) {
 
 SecurityContext::SecurityContext(const Credentials& credentials, const char* target,
                                  bool wants_peer_certificate)
-    : ssl(SSL_new(credentials.context())),
+    : ssl(credentials.new_session()),
       server(credentials.is_server()),
       validates(credentials.validates()),
       host(target != nullptr ? target : "") {
@@ -41,11 +43,25 @@ SecurityContext::SecurityContext(const Credentials& credentials, const char* tar
         SSL_set_accept_state(ssl.get());
         // One that is asked for and does not come is for the caller to judge.
         if (wants_peer_certificate) SSL_set_verify(ssl.get(), SSL_VERIFY_PEER, nullptr);
+        // Who got in without a certificate does not take that along to where one is wanted.
+        const unsigned char kind = wants_peer_certificate ? 1 : 0;
+        if (SSL_set_session_id_context(ssl.get(), &kind, 1) != 1) throw std::bad_alloc();
     } else {
         SSL_set_connect_state(ssl.get());
         if (target != nullptr && *target != '\0' && !is_address(target))
             SSL_set_tlsext_host_name(ssl.get(), target);
+        if (!host.empty() && !credentials.sessions().empty()) {
+            session = credentials.sessions() + host;
+            if (const SessionHandle earlier = SessionCache::instance().get(session))
+                SSL_set_session(ssl.get(), earlier.get());
+        }
     }
+}
+
+int SecurityContext::session_given(SSL* ssl, SSL_SESSION* given) {
+    const auto* const self = reinterpret_cast<SecurityContext*>(SSL_get_app_data(ssl));
+    if (!self->session.empty() && !self->failed) SessionCache::instance().put(self->session, given);
+    return 0;  // a copy was taken
 }
 
 int SecurityContext::certificate_wanted(SSL* ssl, void*) {
@@ -57,6 +73,7 @@ int SecurityContext::certificate_wanted(SSL* ssl, void*) {
 
 SECURITY_STATUS SecurityContext::fail(SECURITY_STATUS status) {
     failed = true;
+    if (!established && !session.empty()) SessionCache::instance().forget(session);
     bio.give(nullptr, 0);
     ERR_clear_error();
     return status;
@@ -204,8 +221,8 @@ SecPkgContext_StreamSizes SecurityContext::stream_sizes() const {
 const CERT_CONTEXT* SecurityContext::peer_certificate() const {
     CertificateHandle leaf(SSL_get1_peer_certificate(ssl.get()));
     if (!leaf) return nullptr;
-    CertificatesHandle chain(X509_chain_up_ref(SSL_get_peer_cert_chain(ssl.get())));
-    auto made = std::make_unique<Certificate>(std::move(leaf), std::move(chain), KeyHandle());
+    auto made = std::make_unique<Certificate>(std::move(leaf), peer_chain(ssl.get()), KeyHandle());
+    made->session = session;
     return made.release()->context();
 }
 
@@ -213,6 +230,8 @@ SECURITY_STATUS SecurityContext::validate() const {
     const std::unique_ptr<const Certificate> peer(Certificate::of(peer_certificate()));
     if (!peer) return SEC_E_WRONG_PRINCIPAL;
     const Chain chain(*peer, X509_PURPOSE_SSL_SERVER);
-    if (const DWORD error = chain.policy_error()) return security_status(error);
-    return !host.empty() && chain.names(host) ? SEC_E_OK : SEC_E_WRONG_PRINCIPAL;
+    SECURITY_STATUS status = security_status(chain.policy_error());
+    if (status == SEC_E_OK && (host.empty() || !chain.names(host))) status = SEC_E_WRONG_PRINCIPAL;
+    if (status != SEC_E_OK) chain.refuse_session();
+    return status;
 }

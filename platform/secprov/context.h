@@ -50,6 +50,8 @@ public:
 
     /// OpenSSL asks a client for a certificate.
     static int certificate_wanted(SSL* ssl, void* argument);
+    /// OpenSSL has a session that a client may take up later.
+    static int session_given(SSL* ssl, SSL_SESSION* given);
 
 private:
     SECURITY_STATUS advance();
@@ -62,6 +64,7 @@ private:
     bool server;
     bool validates;
     std::string host;
+    std::string session;  // its key in the SessionCache; empty where none is taken up
     bool started = false;
     bool established = false;
     bool failed = false;

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "credentials.h"
 
+#include <map>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "certificate.h"
 #include "context.h"
+#include "folders.h"
+#include "store.h"
+#include "tickets.h"
 
 namespace {
 
@@ -83,7 +87,7 @@ bool choose_ciphers(SSL_CTX* context, bool weak) {
 }
 
 /// What does not depend on the caller's wishes.
-void set_up(SSL_CTX* context, bool is_server) {
+void set_options(SSL_CTX* context) {
     SSL_CTX_set_options(context, SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_COMPRESSION |
                                      SSL_OP_CIPHER_SERVER_PREFERENCE | SSL_OP_PRIORITIZE_CHACHA);
     // A session that waits for its peer holds no buffers; the chain to be sent is as the store has it.
@@ -91,37 +95,132 @@ void set_up(SSL_CTX* context, bool is_server) {
     SSL_CTX_set_read_ahead(context, 1);
     SSL_CTX_set_cert_verify_callback(context, &leave_to_caller, nullptr);
     SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
-    if (is_server) {
-        constexpr unsigned char kName[] = "caldane";
-        SSL_CTX_set_session_id_context(context, kName, sizeof kName - 1);
-        SSL_CTX_set_num_tickets(context, 1);
+}
+
+void set_resumption(SSL_CTX* context, bool is_server, bool resumes) {
+    if (!resumes) {
+        SSL_CTX_set_options(context, SSL_OP_NO_TICKET);
+        SSL_CTX_set_num_tickets(context, 0);
+    } else if (is_server) {
+        give_tickets(context);
     } else {
-        SSL_CTX_set_cert_cb(context, &SecurityContext::certificate_wanted, nullptr);
+        SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
+        SSL_CTX_sess_set_new_cb(context, &SecurityContext::session_given);
     }
+}
+
+/// The contexts of clients, each of whose connections has credentials of its own, by configuration. They are
+/// dear to make.
+struct ClientContexts {
+    static constexpr std::size_t kMost = 16;
+    std::mutex mutex;
+    std::map<std::string, SslContextHandle> all;
+
+    static ClientContexts& instance() {
+        static ClientContexts* const contexts = new ClientContexts;
+        return *contexts;
+    }
+};
+
+SslContextHandle same_context(const SslContextHandle& context) {
+    SSL_CTX_up_ref(context.get());
+    return SslContextHandle(context.get());
 }
 
 }  // namespace
 
+SECURITY_STATUS Credentials::set_up(const Certificate* certificate, SslContextHandle& made) const {
+    SslContextHandle fresh(SSL_CTX_new(server ? TLS_server_method() : TLS_client_method()));
+    if (!fresh) throw std::bad_alloc();
+    if (!choose_protocols(fresh.get(), protocols) ||
+        !choose_ciphers(fresh.get(), (flags & kCredWeakCiphers) != 0))
+        return SEC_E_ALGORITHM_MISMATCH;
+    set_options(fresh.get());
+    set_resumption(fresh.get(), server, (flags & SCH_CRED_DISABLE_RECONNECTS) == 0);
+    if (!server) SSL_CTX_set_cert_cb(fresh.get(), &SecurityContext::certificate_wanted, nullptr);
+    if (certificate != nullptr) {
+        const SECURITY_STATUS status = use_certificate(fresh.get(), *certificate);
+        if (status != SEC_E_OK) return status;
+    } else if (server) {
+        return SEC_E_NO_CREDENTIALS;
+    }
+    made = std::move(fresh);
+    return SEC_E_OK;
+}
+
+SECURITY_STATUS Credentials::find_client_context(const Certificate* certificate) {
+    std::string key = std::to_string(flags) + ' ' + std::to_string(protocols) + ' ';
+    if (certificate != nullptr) {
+        unsigned char digest[EVP_MAX_MD_SIZE];
+        unsigned length = 0;
+        if (X509_digest(certificate->x509(), EVP_sha256(), digest, &length) != 1) throw std::bad_alloc();
+        key.append(reinterpret_cast<const char*>(digest), length);
+        key += certificate->key() != nullptr ? '+' : '-';
+    }
+    ClientContexts& known = ClientContexts::instance();
+    const std::lock_guard lock(known.mutex);
+    const auto found = known.all.find(key);
+    if (found != known.all.end()) {
+        context = same_context(found->second);
+    } else {
+        const SECURITY_STATUS status = set_up(certificate, context);
+        if (status != SEC_E_OK) return status;
+        if (known.all.size() >= ClientContexts::kMost) known.all.clear();
+        known.all.emplace(key, same_context(context));
+    }
+    if ((flags & SCH_CRED_DISABLE_RECONNECTS) == 0) sessions_ = key + ' ';
+    return SEC_E_OK;
+}
+
 SECURITY_STATUS Credentials::make(const SCHANNEL_CRED& wanted, bool is_server,
                                   std::unique_ptr<Credentials>& out) {
     if (wanted.dwVersion != SCHANNEL_CRED_VERSION) return SEC_E_UNKNOWN_CREDENTIALS;
-    SslContextHandle context(SSL_CTX_new(is_server ? TLS_server_method() : TLS_client_method()));
-    if (!context) throw std::bad_alloc();
-    if (!choose_protocols(context.get(), wanted.grbitEnabledProtocols)) return SEC_E_ALGORITHM_MISMATCH;
-    if (!choose_ciphers(context.get(), (wanted.dwFlags & kCredWeakCiphers) != 0))
-        return SEC_E_ALGORITHM_MISMATCH;
-    set_up(context.get(), is_server);
-    if ((wanted.dwFlags & SCH_CRED_DISABLE_RECONNECTS) != 0) {
-        SSL_CTX_set_options(context.get(), SSL_OP_NO_TICKET);
-        SSL_CTX_set_num_tickets(context.get(), 0);
-    }
     const bool has_certificate = wanted.cCreds > 0 && wanted.paCred != nullptr;
-    if (has_certificate) {
-        const SECURITY_STATUS status = use_certificate(context.get(), *Certificate::of(wanted.paCred[0]));
-        if (status != SEC_E_OK) return status;
-    } else if (is_server) {
-        return SEC_E_NO_CREDENTIALS;
+    const Certificate* const certificate = has_certificate ? Certificate::of(wanted.paCred[0]) : nullptr;
+    std::unique_ptr<Credentials> made(new Credentials(wanted, is_server));
+    const SECURITY_STATUS status =
+        is_server ? made->set_up(certificate, made->context) : made->find_client_context(certificate);
+    if (status != SEC_E_OK) return status;
+    if (is_server && certificate->search) {
+        made->search = certificate->search;
+        made->files = certificate->files;
     }
-    out.reset(new Credentials(std::move(context), is_server, wanted.dwFlags));
+    out = std::move(made);
     return SEC_E_OK;
+}
+
+SslHandle Credentials::new_session() const {
+    if (search) look_for_renewal();
+    std::unique_lock lock(in_force);
+    const SslContextHandle now = same_context(context);
+    lock.unlock();
+    return SslHandle(SSL_new(now.get()));
+}
+
+/// At most once a second, by one thread; others go on with what is in force.
+void Credentials::look_for_renewal() const {
+    const Clock::rep now = Clock::now().time_since_epoch().count();
+    if (now < next_look.load(std::memory_order_relaxed)) return;
+    const std::unique_lock lock(looking, std::try_to_lock);
+    if (!lock) return;
+    std::string state = search->state();
+    if (state != files) {
+        if (!renew())
+            say_once(search->folder() +
+                     ": the files have changed, and the certificate in force is no longer "
+                     "among them with a key that fits; it stays in force until they are mended");
+        files = std::move(state);
+    }
+    next_look.store(now + std::chrono::duration_cast<Clock::duration>(std::chrono::seconds(1)).count(),
+                    std::memory_order_relaxed);
+}
+
+/// Sessions that stand keep what they began with, and so do their tickets.
+bool Credentials::renew() const {
+    const std::unique_ptr<Certificate> certificate = search->find(0);
+    SslContextHandle fresh;
+    if (!certificate || set_up(certificate.get(), fresh) != SEC_E_OK) return false;
+    const std::lock_guard lock(in_force);
+    context.swap(fresh);
+    return true;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Certificate stores: the folder of what this side may show to a peer.
-#include <secprov/certificates.h>
+#include "store.h"
+
 #include <strings.h>
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "certificate.h"
 #include "folders.h"
 #include "live_objects.h"
 #include "status.h"
@@ -31,33 +31,6 @@ bool contains_ignoring_case(const std::string& text, const std::string& part) {
     return std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
 }
 
-/// A test of a certificate's subject, as the kind of search wants it.
-class Wanted {
-public:
-    Wanted(DWORD kind, const void* parameter) {
-        if (kind == CERT_FIND_SUBJECT_NAME) {
-            const auto* const blob = static_cast<const CRYPT_BLOB*>(parameter);
-            const unsigned char* der = blob->pbData;
-            name.reset(d2i_X509_NAME(nullptr, &der, static_cast<long>(blob->cbData)));
-            ERR_clear_error();
-        } else if (kind == CERT_FIND_SUBJECT_STR_A) {
-            part = static_cast<const char*>(parameter);
-            by_text = true;
-        }
-    }
-
-    bool fits(const Certificate& certificate) const {
-        const X509_NAME* const subject = X509_get_subject_name(certificate.x509());
-        if (by_text) return contains_ignoring_case(name_text(subject), part);
-        return name && X509_NAME_cmp(subject, name.get()) == 0;
-    }
-
-private:
-    NameHandle name;
-    std::string part;
-    bool by_text = false;
-};
-
 HCERTSTORE open_store(const std::string& base) {
     try {
         return new Store(base + "/my");
@@ -67,19 +40,47 @@ HCERTSTORE open_store(const std::string& base) {
     }
 }
 
-const CERT_CONTEXT* find_from(const Store& store, std::size_t start, const Wanted& wanted) {
-    const std::vector<std::string> files = pem_files(store.folder);
-    for (std::size_t i = start; i < files.size(); ++i) {
-        std::unique_ptr<Certificate> certificate = certificate_from_pem(file_text(files[i]));
-        if (!certificate || !wanted.fits(*certificate)) continue;
-        certificate->position = i + 1;
-        return certificate.release()->context();
-    }
-    fail_with(kNotFound);
-    return nullptr;
+bool in_date(const Certificate& certificate) {
+    return X509_cmp_current_time(X509_get0_notBefore(certificate.x509())) < 0 &&
+           X509_cmp_current_time(X509_get0_notAfter(certificate.x509())) > 0;
 }
 
 }  // namespace
+
+CertificateSearch::CertificateSearch(std::string folder, DWORD kind, const void* parameter)
+    : folder_(std::move(folder)) {
+    if (kind == CERT_FIND_SUBJECT_NAME) {
+        const auto* const blob = static_cast<const CRYPT_BLOB*>(parameter);
+        const unsigned char* der = blob->pbData;
+        name.reset(d2i_X509_NAME(nullptr, &der, static_cast<long>(blob->cbData)));
+        ERR_clear_error();
+    } else if (kind == CERT_FIND_SUBJECT_STR_A) {
+        part = static_cast<const char*>(parameter);
+        by_text = true;
+    }
+}
+
+bool CertificateSearch::fits(const Certificate& certificate) const {
+    const X509_NAME* const subject = X509_get_subject_name(certificate.x509());
+    if (by_text) return contains_ignoring_case(name_text(subject), part);
+    return name && X509_NAME_cmp(subject, name.get()) == 0;
+}
+
+std::unique_ptr<Certificate> CertificateSearch::find(std::size_t position) const {
+    std::vector<std::unique_ptr<Certificate>> good, out_of_date;
+    for (const std::string& file : pem_files(folder_)) {
+        std::unique_ptr<Certificate> certificate = certificate_from_pem(file_text(file), file);
+        if (!certificate || !fits(*certificate)) continue;
+        if (certificate->key() != nullptr) complain_of_readable_key(file);
+        (in_date(*certificate) ? good : out_of_date).push_back(std::move(certificate));
+    }
+    for (auto& certificate : out_of_date) good.push_back(std::move(certificate));
+    return position < good.size() ? std::move(good[position]) : nullptr;
+}
+
+std::string CertificateSearch::state() const {
+    return state_of(pem_files(folder_));
+}
 
 extern "C" {
 
@@ -108,7 +109,16 @@ const CERT_CONTEXT* CertFindCertificateInStore(HCERTSTORE store, DWORD, DWORD, D
     const std::unique_ptr<const Certificate> last(Certificate::of(previous));
     if (store == nullptr || parameter == nullptr) return fail_with(kNotFound), nullptr;
     try {
-        return find_from(*static_cast<Store*>(store), last ? last->position : 0, Wanted(kind, parameter));
+        const auto search =
+            std::make_shared<const CertificateSearch>(static_cast<Store*>(store)->folder, kind, parameter);
+        const std::size_t position = last ? last->position : 0;
+        std::string files = search->state();
+        std::unique_ptr<Certificate> found = search->find(position);
+        if (!found) return fail_with(kNotFound), nullptr;
+        found->position = position + 1;
+        found->search = search;
+        found->files = std::move(files);
+        return found.release()->context();
     } catch (const std::exception&) {
         fail_with(static_cast<DWORD>(SEC_E_INSUFFICIENT_MEMORY));
         return nullptr;

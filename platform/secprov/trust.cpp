@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "trust.h"
 
-#include <sys/stat.h>
-
+#include <chrono>
 #include <mutex>
 #include <new>
 #include <string>
@@ -15,25 +14,15 @@ namespace {
 std::mutex mutex;
 TrustHandle kept;
 std::string kept_state;
+std::vector<std::string> kept_folders;
+std::chrono::steady_clock::time_point next_look;
 
 std::vector<std::string> root_files() {
     std::vector<std::string> files;
-    for (const std::string& folder : certificate_folders("/root")) {
+    for (const std::string& folder : kept_folders) {
         for (std::string& file : pem_files(folder)) files.push_back(std::move(file));
     }
     return files;
-}
-
-/// A text that changes with the names, sizes and times of the files.
-std::string state_of(const std::vector<std::string>& files) {
-    std::string state = "-";
-    for (const std::string& file : files) {
-        struct stat found {};
-        if (stat(file.c_str(), &found) != 0) continue;
-        state += file + '\n' + std::to_string(found.st_size) + ' ' + std::to_string(found.st_ino) + ' ' +
-                 std::to_string(found.st_mtim.tv_sec) + '.' + std::to_string(found.st_mtim.tv_nsec) + '\n';
-    }
-    return state;
 }
 
 TrustHandle read_authorities(const std::vector<std::string>& files) {
@@ -41,7 +30,11 @@ TrustHandle read_authorities(const std::vector<std::string>& files) {
     // The system's are looked up one by one in their folder, when a chain needs them.
     if (!store || X509_STORE_set_default_paths(store.get()) != 1) throw std::bad_alloc();
     for (const std::string& file : files) {
-        const CertificatesHandle all = certificates_from_pem(file_text(file));
+        int damaged = 0;
+        const CertificatesHandle all = certificates_from_pem(file_text(file), damaged);
+        if (damaged != 0)
+            say_once(file + ": " + std::to_string(damaged) +
+                     " certificates in it are damaged; the others count");
         for (int i = 0; i < sk_X509_num(all.get()); ++i) {
             if (X509_STORE_add_cert(store.get(), sk_X509_value(all.get(), i)) != 1) throw std::bad_alloc();
         }
@@ -54,11 +47,17 @@ TrustHandle read_authorities(const std::vector<std::string>& files) {
 
 TrustHandle trusted_authorities() {
     const std::lock_guard lock(mutex);
-    const std::vector<std::string> files = root_files();
-    std::string state = state_of(files);
-    if (!kept || state != kept_state) {
-        kept = read_authorities(files);
-        kept_state = std::move(state);
+    const auto now = std::chrono::steady_clock::now();
+    std::vector<std::string> folders = certificate_folders("/root");
+    if (!kept || folders != kept_folders || now >= next_look) {
+        kept_folders = std::move(folders);
+        const std::vector<std::string> files = root_files();
+        std::string state = state_of(files);
+        if (!kept || state != kept_state) {
+            kept = read_authorities(files);
+            kept_state = std::move(state);
+        }
+        next_look = now + std::chrono::seconds(1);
     }
     X509_STORE_up_ref(kept.get());
     return TrustHandle(kept.get());

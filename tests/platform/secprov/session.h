@@ -90,9 +90,10 @@ public:
 /// One side of a session through the provider's table.
 class Side {
 public:
-    Side(Acquired& of, bool is_server, bool wants_client = false)
+    Side(Acquired& of, bool is_server, bool wants_client = false, const char* target_name = "bank.test")
         : credentials(of),
           server(is_server),
+          target(target_name),
           requirements(wants_client ? 0x1811EU
                        : is_server  ? 0x1811CU
                                     : 0xC11CU) {}
@@ -117,8 +118,8 @@ public:
                 table.AcceptSecurityContext(&credentials.handle, known, given, requirements,
                                             SECURITY_NATIVE_DREP, &context, &out_list, &attributes, nullptr);
         } else {
-            status = table.InitializeSecurityContextA(&credentials.handle, known, "bank.test", requirements,
-                                                      0, SECURITY_NATIVE_DREP, given, 0, &context, &out_list,
+            status = table.InitializeSecurityContextA(&credentials.handle, known, target, requirements, 0,
+                                                      SECURITY_NATIVE_DREP, given, 0, &context, &out_list,
                                                       &attributes, nullptr);
         }
         if (status == SEC_E_OK || status == SEC_I_CONTINUE_NEEDED) {
@@ -181,6 +182,7 @@ public:
 
 private:
     bool server;
+    const char* target;
     bool shutting = false;
     ULONG requirements;
 };
@@ -197,9 +199,12 @@ public:
             SSL_CTX_use_certificate_chain_file(context, file.c_str());
             SSL_CTX_use_PrivateKey_file(context, file.c_str(), SSL_FILETYPE_PEM);
         }
-        ssl = SSL_new(context);
-        SSL_set_bio(ssl, BIO_new(BIO_s_mem()), BIO_new(BIO_s_mem()));
-        is_server ? SSL_set_accept_state(ssl) : SSL_set_connect_state(ssl);
+        begin(is_server);
+    }
+    /// A server of a context that several share.
+    explicit RawSide(SSL_CTX* shared) : context(shared) {
+        SSL_CTX_up_ref(context);
+        begin(true);
     }
     ~RawSide() {
         SSL_free(ssl);
@@ -266,6 +271,13 @@ public:
 
     SSL_CTX* context;
     SSL* ssl;
+
+private:
+    void begin(bool is_server) {
+        ssl = SSL_new(context);
+        SSL_set_bio(ssl, BIO_new(BIO_s_mem()), BIO_new(BIO_s_mem()));
+        is_server ? SSL_set_accept_state(ssl) : SSL_set_connect_state(ssl);
+    }
 };
 
 }  // namespace soap_test
