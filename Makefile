@@ -66,6 +66,7 @@ bench:
 	cmake --preset release -DSOAP_BUILD_TESTS=ON -DSOAP_BUILD_BENCH=ON
 	cmake --build build -j $(JOBS)
 	bench/run build
+	bench/client_run build
 	bench/bulk_run build
 	bench/echo_run build
 

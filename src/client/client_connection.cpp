@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "addressing/url.h"
+#include "settings/settings.h"
 #include "streams/wire_trace.h"
 
 namespace {
@@ -95,7 +96,14 @@ bool ClientConnection::connect_socket(const char* host, std::uint16_t port) {
     }
     socket_is_timed = false;
     if (!arm_time()) return false;
-    return vqNetConnect(socket, &address, sizeof address) == VQOK || fail("", vqNetErrorText());
+    const double most = setting("SOAP_CONNECT_TIMEOUT").number();
+    const bool is_shorter =
+        most > 0 && (!socket_is_timed || deadline_ - Clock::now() > std::chrono::duration<double>(most));
+    if (is_shorter) vqNetSetTimeout(socket, most);
+    if (vqNetConnect(socket, &address, sizeof address) != VQOK) return fail("", vqNetErrorText());
+    if (is_shorter) vqNetSetTimeout(socket, 0);  // what is sent and received sets its own
+    socket_is_timed = socket_is_timed && !is_shorter;
+    return true;
 }
 
 bool ClientConnection::start_tls() {

@@ -9,12 +9,12 @@
 #include "addressing/url.h"
 #include "client/client_line.h"
 #include "http/http_text.h"
+#include "settings/settings.h"
 
 namespace {
 
 // Without its path or a header a request would be another one.
 constexpr char kNoMemory[] = "memory has ended";
-constexpr int kConnectAttempts = 10;
 constexpr double kBetweenAttempts = 1.0;  // seconds
 
 // In a URL the path cannot start ahead of this index: "https://" has as many characters.
@@ -71,6 +71,7 @@ int ClientLine::prepare_request(const _Caldane_String& path, const _Caldane_Stri
 
 int ClientLine::connect_repeatedly(const _Caldane_String& address) {
     std::string reason;
+    const int attempts = static_cast<int>(setting("SOAP_CONNECT_ATTEMPTS").number());
     for (int attempt = 1;; ++attempt) {
         if (connect(address)) return 1;
         if (connection.time_is_up()) {
@@ -81,7 +82,7 @@ int ClientLine::connect_repeatedly(const _Caldane_String& address) {
             return 0;
         }
         reason = connection.error();
-        if (attempt == kConnectAttempts) break;
+        if (attempt >= attempts) break;
         double pause = kBetweenAttempts;
         if (time_limit > 0) {
             const std::chrono::duration<double> left = connection.deadline() - ClientConnection::Clock::now();
@@ -91,7 +92,7 @@ int ClientLine::connect_repeatedly(const _Caldane_String& address) {
     }
     diagnosis = "could not connect to ";
     diagnosis += address.view();
-    diagnosis += " after " + std::to_string(kConnectAttempts) + " attempts: ";
+    diagnosis += " after " + std::to_string(attempts) + (attempts == 1 ? " attempt: " : " attempts: ");
     diagnosis += reason.empty() ? kNoMemory : reason;
     return 0;
 }

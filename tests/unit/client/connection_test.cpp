@@ -77,6 +77,35 @@ TEST_F(Connection, IsTriedTenTimesASecondApart) {
         << failure.words;
 }
 
+// Where packets are dropped, ten attempts took more than twenty minutes.
+TEST_F(Connection, IsTriedAsOftenAndAsLongAsThePropertiesSay) {
+    const int listener = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+    ASSERT_EQ(listen(listener, 0), 0);
+    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+    // Nobody accepts: once its queue is full the system drops what would open a connection.
+    std::vector<int> queued;
+    for (int i = 0; i < 4; ++i) {
+        queued.push_back(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
+        static_cast<void>(connect(queued.back(), reinterpret_cast<sockaddr*>(&address), size));
+    }
+    const WithProperty attempts("SOAP_CONNECT_ATTEMPTS", "2");
+    const WithProperty time("SOAP_CONNECT_TIMEOUT", "0.3");
+    const auto start = Clock::now();
+    const Failure failure =
+        failure_of(object_at("http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/p"));
+    EXPECT_GE(seconds_since(start), 1.5);
+    EXPECT_LT(seconds_since(start), 3.0);
+    EXPECT_EQ(failure.kind, Kind::COMM_FAILURE);
+    EXPECT_NE(failure.words.find("after 2 attempts"), std::string::npos) << failure.words;
+    for (const int one : queued) close(one);
+    close(listener);
+}
+
 TEST_F(Connection, IsGivenUpWhenTimeIsUp) {
     std::string url;
     {
