@@ -92,7 +92,9 @@ bool ClientConnection::connect_socket(const char* host, std::uint16_t port) {
         if (vqNetIPGetHostByName(host, &found, &record, kHostRecordSize) != VQOK)
             return fail("the host's name is not known: ", vqNetErrorText());
         address.address = *found->addresses[0];
-        canonical_name = found->name;
+        // The name that was asked for: what the look-up says of others, a liar could say as well.
+        canonical_name = host;
+        if (canonical_name.ends_with('.')) canonical_name.pop_back();
     }
     socket_is_timed = false;
     if (!arm_time()) return false;

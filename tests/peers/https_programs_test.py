@@ -5,6 +5,7 @@ import os
 import ssl
 import subprocess
 import unittest
+import unittest.mock
 
 import bank
 import https_support as https
@@ -191,6 +192,15 @@ class TheClient(unittest.TestCase):
                 self.assertIn('COMM_FAILURE (2)', result.err)
                 if lenient is not None:
                     self.assertEqual((lenient.code, lenient.out), (0, 'return=true\n'), lenient)
+
+    def test_the_name_is_the_one_that_was_asked_for(self):
+        other = self.mine.issue('look_up_lies', '/CN=other.test', names='DNS:other.test')
+        for certificate, out in ((self.mine.server, 'return=true\n'), (other, '')):
+            server = https.TlsServer(certificate)
+            with unittest.mock.patch.dict(os.environ, TEST_CANONICAL_NAME='other.test'):
+                result = https.call(self.mine, '-Dcall_timeout=2', server.url, 'exists', 'alice')
+            server.close()
+            self.assertEqual('return=true' in result.out, out != '', result)
 
     def test_the_default_protocol_is_that_of_an_unknown_selector_too(self):
         server = https.TlsServer(self.mine.server)

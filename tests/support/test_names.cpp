@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 
 // A library for LD_PRELOAD: host names that end in ".test" are this machine's loopback address, as an entry
-// of the system's host table would make them, and this machine's own name is TEST_HOST_NAME, if that is set.
+// of the system's host table would make them, and this machine's own name is TEST_HOST_NAME, if that is set;
+// they are aliases of TEST_CANONICAL_NAME, if that is set.
 // For tests of certificates, which are made for names.
 
 #include <dlfcn.h>
@@ -25,7 +26,8 @@ extern "C" __attribute__((visibility("default"))) int getaddrinfo(const char* na
     if (failure == 0 && (*result)->ai_canonname != nullptr) {
         // freeaddrinfo gives it back by `free`.
         std::free((*result)->ai_canonname);
-        (*result)->ai_canonname = strdup(name);
+        const char* const alias_of = std::getenv("TEST_CANONICAL_NAME");
+        (*result)->ai_canonname = strdup(alias_of != nullptr ? alias_of : name);
     }
     return failure;
 }

@@ -197,6 +197,29 @@ TEST(CertFindCertificateInStore, PrefersACertificateThatIsInDate) {
     EXPECT_EQ(judged("CN=issued"), SEC_E_OK);
 }
 
+struct ModeCase {
+    const char* file;
+    unsigned before, after;
+};
+constexpr ModeCase kModes[] = {{"/root", 0700, 0700},
+                               {"/root", 01777, 01777},
+                               {"/my/server.pem", 0644, 0600},
+                               {"/my/client.pem", 0640, 0600}};
+
+TEST(CertificateTool, KeepsTheModesOfFoldersAndKeysToTheOwner) {
+    TestFolder folder("trust.test");
+    const auto mode = [&folder](const char* file) {
+        return static_cast<unsigned>(std::filesystem::status(folder.file(file)).permissions());
+    };
+    EXPECT_EQ(mode("/root"), 0755U);
+    for (const ModeCase& c : kModes) {
+        SCOPED_TRACE(c.file);
+        std::filesystem::permissions(folder.file(c.file), std::filesystem::perms{c.before});
+        folder.make("trust.test");
+        EXPECT_EQ(mode(c.file), c.after);
+    }
+}
+
 TEST(PrivateKeys, ThatEverybodyCanReadAreTold) {
     TestFolder folder("trust.test");
     const std::string file = folder.file("/my/server.pem");
