@@ -8,6 +8,7 @@
 #include "marshal/number_text.h"
 #include "marshal/soap_in_stream.h"
 #include "marshal/text_mode.h"
+#include "settings/settings.h"
 #include "streams/socket_streams.h"
 
 using marshal_names::in_envelope_namespace;
@@ -20,6 +21,15 @@ long long max_body() {
     const long long bytes = integer_in(text);
     return bytes < 0 ? kDefaultMaxBody : bytes;
 }
+
+namespace {
+
+XmlLimits xml_limits() {
+    return {static_cast<int>(setting("SOAP_MAX_DEPTH").number()),
+            static_cast<int>(setting("SOAP_MAX_ATTRIBUTES").number())};
+}
+
+}  // namespace
 
 _SOAP_InStream::_SOAP_InStream() = default;
 
@@ -66,7 +76,8 @@ int _SOAP_InStream::open_envelope_from(std::unique_ptr<CInputStream> source) {
         return 0;
     }
     utf8_text_ = text_is_utf8();
-    parser.reset(new CXmlPullParser(body_reader.get(), utf8_text_ ? XmlText::utf8 : XmlText::one_byte));
+    parser.reset(
+        new CXmlPullParser(body_reader.get(), utf8_text_ ? XmlText::utf8 : XmlText::one_byte, xml_limits()));
     if (!parser) return 0;
     parser->setProcessNamespaces();
     return to_body();

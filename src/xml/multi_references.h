@@ -3,13 +3,12 @@
 
 #include <pelthread/memory.h>
 
-#include <map>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "streams/ref_string.h"
+#include "xml/id_table.h"
 #include "xml/subtree_writer.h"
 
 class CXmlByteReader;
@@ -19,7 +18,8 @@ class CXmlByteReader;
 /// texts that references brought in.
 ///
 /// A reference is followed by reading on in the referenced element's own bytes: nothing is copied, so that
-/// the cost of a reference is that of reading what it brings in.
+/// the cost of a reference is that of reading what it brings in. An id costs a few numbers until somebody
+/// refers to it: what else is to be known of its element stands in the document.
 class MultiReferences {
 public:
     PEL_HEAP_OBJECT
@@ -44,8 +44,8 @@ public:
     Input document() const { return {document_, 0, size}; }
 
     /// Notes that the element `name` has this id and that its text goes on at `at`. Nothing changes for `at`
-    /// outside the document, and for an id that an element with an end has already.
-    void note(const CRefString& id, const CRefString& name, const char* at);
+    /// outside the document, and for an id that an element with an end has already. False when memory ends.
+    bool note(const CRefString& id, const CRefString& name, const char* at);
 
     /// Follows a reference from `current`, in the element `name`: gives the first piece of text to read
     /// instead, null text if there is none. The rest comes from `next_input`. May throw std::bad_alloc.
@@ -56,12 +56,11 @@ public:
 
 private:
     /// Where the text of an element with an id stands: two pieces, as its `id` attribute is left out.
-    struct Element {
-        std::string name;
-        int begin = -1;
-        int cut = -1;     ///< end of the first piece
-        int resume = -1;  ///< begin of the second
-        int end = -1;     ///< -1 until looked for, -2 if it has none
+    struct Pieces {
+        int begin;
+        int cut;     ///< end of the first piece
+        int resume;  ///< begin of the second
+        int end;
     };
     struct Frame {
         Input input;
@@ -69,13 +68,19 @@ private:
         bool ends_reference = false;
     };
 
-    Element* find(const CRefString& id);
-    Element* find_ahead(const CRefString& id, int from);
-    bool read_tag(Element& element, int id_begin);
-    void find_end(Element& element);
-    std::size_t find_closing(std::string_view name, std::size_t from);
+    std::string_view text() const { return {document_, static_cast<std::size_t>(size)}; }
+    bool find(const CRefString& id, Pieces& found);
+    bool find_ahead(const CRefString& id, int from, Pieces& found);
+    bool read_tag(int id_begin, std::string_view& name, Pieces& pieces) const;
+    std::string_view name_before(int at);
+    bool has_end(IdTable::Place& place);
+    int find_end(std::string_view name, int from);
+    int find_slash(int from);
+    int find_closing(std::string_view name, int from);
+    std::string_view closing_at(int at) const;
     void index_closings();
     void index_ids();
+    std::string_view id_at(int at) const;
     int document_position(const Input& current) const;
 
     CXmlSubtreeWriter storage;
@@ -83,14 +88,19 @@ private:
     int size = 0;
     long long brought_in = 0;
     int nesting = 0;
-    std::map<std::string, Element> elements;                ///< by id in lower case
-    long long searched = 0;                                 ///< bytes looked through for end tags
-    std::map<std::string_view, std::vector<int>> closings;  ///< end tags by name, once that was much
-    std::size_t not_empty_from = 0;                         ///< no `/>` from here on before the next markup
-    std::size_t not_empty_until = 0;
-    std::vector<Frame> frames;                            ///< what is to be read, the next one last
-    CRefString last_owner;                                ///< keeps the text that is being read
-    std::vector<std::pair<std::string_view, int>> ahead;  ///< ids in the text with their places, sorted
+    IdTable ids;
+    std::string first_name;    ///< of the first element with an id, whose tag begins before the document
+    int first_noted = -1;      ///< where that element's text goes on
+    int tag_begin = -1;        ///< of the tag whose name was looked for last
+    int tag_looked_from = -1;  ///< and from where
+    int slash = -1;            ///< the `/` of an empty element, or -1, of the tag looked at last
+    int slash_from = 0;        ///< the places in that tag for which this holds
+    int slash_until = -1;
+    long long searched = 0;     ///< bytes looked through for end tags
+    std::vector<int> closings;  ///< end tags, sorted by name and place, once that was much
+    std::vector<int> ahead;     ///< ids in the text, sorted by text and place
+    std::vector<Frame> frames;  ///< what is to be read, the next one last
+    CRefString last_owner;      ///< keeps the text that is being read
     bool indexed = false;
     bool closings_indexed = false;
 };

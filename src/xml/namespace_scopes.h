@@ -25,6 +25,9 @@ public:
     /// default namespace; one that was declared empty is passed over.
     const CRefString& find(const CRefString& prefix, int depth);
 
+    /// The most that were there at a time.
+    int declarations() const { return record_count; }
+
     /// Changes with each declaration.
     unsigned version() const { return version_; }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "xml/pull_parser.h"
 
+#include <limits>
+
 #include "streams/stream.h"
 #include "xml/character_classes.h"
 
@@ -10,9 +12,14 @@ constexpr int kFirstElements = 10;
 constexpr int kFirstAttributes = 6;
 constexpr char kNoMemory[] = "Memory allocation error";
 
+int or_none(int limit) {
+    return limit == 0 ? std::numeric_limits<int>::max() / 16 : limit;
+}
+
 }  // namespace
 
-CXmlPullParser::CXmlPullParser(CInputStream* stream, XmlText bytes_of_text) : textBytes(bytes_of_text) {
+CXmlPullParser::CXmlPullParser(CInputStream* stream, XmlText bytes_of_text, XmlLimits open_at_a_time)
+    : textBytes(bytes_of_text), limits{or_none(open_at_a_time.depth), or_none(open_at_a_time.attributes)} {
     setInput(stream);
 }
 
@@ -84,6 +91,7 @@ void CXmlPullParser::close() noexcept {
     if (!alive) return;
     alive = false;
     reader.reset();
+    unpushed = hasPeekedEvent = false;
     if (textBuffer != firstText) PEL_array_delete(textBuffer - CRefString::kHeadRoom);
     forget_text();
     elementStack.clear();

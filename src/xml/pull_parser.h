@@ -43,6 +43,13 @@ enum class XmlText {
     utf8,      ///< UTF-8, of which nothing is lost
 };
 
+/// How much of a document may be open at a time, far above what anybody writes: what is beyond would only
+/// take memory, many times its size. 0 is no limit.
+struct XmlLimits {
+    int depth = 5000;       ///< of elements
+    int attributes = 1000;  ///< of one tag; ten times as many namespaces may be declared at a time
+};
+
 /// A source of XML events that its user pulls one at a time.
 ///
 /// Names are compared without regard to case throughout. Text is held one byte a character, a decoded
@@ -97,8 +104,8 @@ public:
 /// The one implementation: reads the stream only forward, in blocks of 512 bytes, and keeps nothing but the
 /// current token, the open elements, and the text of elements that bear an `id`.
 ///
-/// One thread at a time; the stream is borrowed and must outlive the parser. There is no limit on depth,
-/// attributes or text but memory, whose end throws code -102. Nothing recurses.
+/// One thread at a time; the stream is borrowed and must outlive the parser. What is beyond its limits throws
+/// code -108, the end of memory -102. Nothing recurses.
 class CXmlPullParser final : public CXmlPullParserBase {
 public:
     PEL_HEAP_OBJECT
@@ -107,7 +114,8 @@ public:
     /// and when memory ends. With `XmlText::utf8` the document is checked as it is read: bytes that are not
     /// valid in its encoding throw code -106, characters and references to such that XML does not allow
     /// -107, and encodings beside UTF-8, UTF-16, US-ASCII and ISO-8859-1 are not read.
-    explicit CXmlPullParser(CInputStream* stream, XmlText bytes_of_text = XmlText::one_byte);
+    explicit CXmlPullParser(CInputStream* stream, XmlText bytes_of_text = XmlText::one_byte,
+                            XmlLimits open_at_a_time = {});
     ~CXmlPullParser() override;
     CXmlPullParser(const CXmlPullParser&) = delete;
     CXmlPullParser& operator=(const CXmlPullParser&) = delete;
@@ -224,6 +232,7 @@ private:
     bool read_tag_end(bool isXmlDecl, int c, bool& leave);
     void parseAttribute();
     CRefString read_value(int delimiter);
+    void make_room_for_attribute();
     void store_attribute(const XmlName& attribute_name, const CRefString& value);
     void check_duplicates();
     void open_element();
@@ -243,7 +252,7 @@ private:
     bool push_entity_at_hand();
     void classify_whitespace();
     void pushEntity();
-    void push_number(const CRefString& code);
+    void push_number(const CRefString& digits, bool hexadecimal);
     void push_named_entity(const CRefString& code);
     int parseLegacy();
     int parse_declaration();
@@ -275,6 +284,7 @@ private:
     bool plainBytes = false;  ///< a byte below 128 is a character
     bool ascii = true;        ///< all that `src` holds of a text in UTF-8 is
     const XmlText textBytes;
+    const XmlLimits limits;
     int encodingCode = XML_UTF_8;
     bool alive = false;
     std::unique_ptr<CXmlByteReader> reader;
@@ -294,6 +304,7 @@ private:
     CRefString text;
     int attributeCount = -1;
     GrowingArray<XmlAttribute> attributes;
+    int attributeRoom = 0;                ///< as many of them may be used without another look
     const XmlAttribute* shown = nullptr;  ///< those of the current tag
     CRefString version;
     CRefString encoding;

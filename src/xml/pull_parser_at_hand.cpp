@@ -299,7 +299,10 @@ CXmlPullParser::Hand CXmlPullParser::attributes_at_hand(const char* at, const ch
         const XmlName& attribute_name = name_of(at, static_cast<int>(equals - at));
         if (attribute_name.role == XmlName::Role::href || attribute_name.role == XmlName::Role::id)
             return Hand::unusual;
-        reserve(attributes.reserve(attributeCount + 1, 6), "Memory Allocation Error");
+        if (attributeCount == attributeRoom) {
+            if (attributeCount == limits.attributes) return Hand::unusual;
+            make_room_for_attribute();
+        }
         XmlAttribute& attribute = attributes[attributeCount++];
         attribute.set(attribute_name, intern(value, static_cast<int>(closing - value)));
         at = closing + 1;

@@ -29,6 +29,8 @@ bool CXmlPullParser::declare_namespaces() {
         if (suffix.length() != 0 && attribute.value.length() == 0) raise(-122, "Illegal Empty namespace");
         if (first) scopes.begin(depth);
         first = false;
+        if (scopes.declarations() >= 10LL * limits.attributes)
+            raise(-108, "More namespaces declared at a time than the limit");
         reserve(scopes.declare(depth, suffix, attribute.value));
     }
     return has_prefixed;

@@ -45,7 +45,7 @@ bool CXmlPullParser::fetch_referenced() {
 void CXmlPullParser::captureId(const CRefString& id) {
     if (!load_references()) return;
     try {
-        references->note(id, name, src + srcPos + (peekCount == 0 ? 1 : 0));
+        reserve(references->note(id, name, src + srcPos + (peekCount == 0 ? 1 : 0)));
     } catch (const std::bad_alloc&) {
         raise(-102, "Memory allocation error");
     }

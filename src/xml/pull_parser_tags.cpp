@@ -107,13 +107,19 @@ CRefString CXmlPullParser::read_value(int delimiter) {
 }
 
 void CXmlPullParser::store_attribute(const XmlName& attribute_name, const CRefString& value) {
-    reserve(attributes.reserve(attributeCount + 1, 6), "Memory Allocation Error");
+    if (attributeCount == attributeRoom) make_room_for_attribute();
     attributes[attributeCount].set(attribute_name, value);
     if (hasId) {
         captureId(value);
         hasId = false;
     }
     ++attributeCount;
+}
+
+void CXmlPullParser::make_room_for_attribute() {
+    if (attributeCount == limits.attributes) raise(-108, "More attributes in one tag than the limit");
+    reserve(attributes.reserve(attributeCount + 1, 6), "Memory Allocation Error");
+    attributeRoom = std::min(attributes.capacity(), limits.attributes);
 }
 
 void CXmlPullParser::check_duplicates() {
@@ -131,6 +137,7 @@ void CXmlPullParser::check_duplicates() {
 }
 
 void CXmlPullParser::open_element() {
+    if (depth >= limits.depth) raise(-108, "Elements nested deeper than the limit");
     ++depth;
     reserve(elementStack.reserve(depth + 1, 10));
     if (processNamespaces) {

@@ -159,22 +159,22 @@ void CXmlPullParser::pushEntity() {
     const std::string_view bytes = code.view();
     if (bytes.empty() || bytes[0] != '#') return push_named_entity(code);
     const bool hexadecimal = bytes.size() > 1 && bytes[1] == 'x';
+    const int begin = hexadecimal ? 2 : 1;
+    const CRefString digits = make_text(bytes.data() + begin, code.length() - begin);
     if (textBytes == XmlText::utf8) {
-        push_number(code);
+        push_number(digits, hexadecimal);
     } else {
-        pushChar(hexadecimal ? code.substring(2).hex_value() : code.substring(1).decimal_value());
+        pushChar(hexadecimal ? digits.hex_value() : digits.decimal_value());
     }
     isWhitespace_ = false;
 }
 
 /// The character of XML that a numeric reference (XML 1.0, 4.1) names in full.
-void CXmlPullParser::push_number(const CRefString& code) {
-    const std::string_view bytes = code.view();
-    const bool hexadecimal = bytes.size() > 1 && bytes[1] == 'x';
+void CXmlPullParser::push_number(const CRefString& digits, bool hexadecimal) {
+    const std::string_view bytes = digits.view();
     const char* const end = bytes.data() + bytes.size();
     unsigned number = 0;
-    const auto [stop, error] =
-        std::from_chars(bytes.data() + (hexadecimal ? 2 : 1), end, number, hexadecimal ? 16 : 10);
+    const auto [stop, error] = std::from_chars(bytes.data(), end, number, hexadecimal ? 16 : 10);
     if (error != std::errc() || stop != end || !is_xml_character(number))
         raise(-107, "Reference to what is no character of XML");
     pushChar(static_cast<int>(number));

@@ -7,13 +7,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct Refusal {
-    const char* name;
-    std::string_view text;
-    std::string_view events;
-};
-
-const Refusal kRefusals[] = {
+const Document kRefusals[] = {
     {"EndTagOfAnotherName", "<a></b>",
      "<a>!-129 Well Formedness Error. End Tag does not match start tag. @1:7"},
     {"EndTagLongerThanTheStartTag", "<a></ab>",
@@ -94,18 +88,20 @@ const Refusal kRefusals[] = {
      "<a>[x]!-139 End tag missing @1:43"},
 };
 
-class PullParserRefusal : public testing::TestWithParam<Refusal> {};
+class PullParserRefusal : public testing::TestWithParam<Document> {};
 
 TEST_P(PullParserRefusal, TellsCodeMessageAndPlace) {
-    const Refusal& refusal = GetParam();
-    for (const int step : {1 << 20, 7, 2}) EXPECT_EQ(trace(refusal.text, step), refusal.events) << step;
+    const Document& refusal = GetParam();
+    for (const int step : {1 << 20, 7, 2}) {
+        for (const Reading reading : {Reading::events, Reading::plain_texts})
+            EXPECT_EQ(trace(refusal.text, step, reading), refusal.events) << step;
+    }
     if (is_plain_ascii(refusal.text)) {
         EXPECT_EQ(trace(widened(refusal.text)), refusal.events);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Documents, PullParserRefusal, testing::ValuesIn(kRefusals),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Documents, PullParserRefusal, testing::ValuesIn(kRefusals), soap_test::row_name);
 
 template <typename Call>
 std::string error_of(CXmlPullParser& parser, Call call) {
@@ -161,6 +157,20 @@ TEST(PullParserRefusals, TheFirstErrorIsFinal) {
     EXPECT_EQ(parser.getAttributeName(0).view(), "");
     EXPECT_EQ(error_of(parser, [&] { parser.next(); }), "-101 No Underlying source");
     EXPECT_EQ(error_of(parser, [&] { parser.nextToken(); }), "-101 No Underlying source");
+}
+
+// The step behind it went to a stack that was gone: a tag that was read before is not on it yet.
+TEST(PullParserRefusals, AnErrorOnATagThatWasReadBeforeIsFinalAsWell) {
+    for (const bool peeks : {false, true}) {
+        PiecewiseInputStream stream("<r><b>x</b><b>x</b><b>x</b><b>x</b></r>", 512);
+        CXmlPullParser parser(&stream);
+        for (int events = 0; events < 11; ++events) parser.next();
+        if (peeks) parser.peekEvent();  // the text, of which one may not ask whether it is an empty element
+        const std::string error =
+            error_of(parser, [&] { peeks ? parser.isEmptyElementTag() : parser.isWhitespace(); });
+        EXPECT_EQ(error.substr(0, 4), "-104");
+        EXPECT_EQ(error_of(parser, [&] { parser.next(); }), "-101 No Underlying source");
+    }
 }
 
 }  // namespace

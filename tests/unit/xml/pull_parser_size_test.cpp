@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "xml_trace.h"
@@ -24,8 +26,7 @@ std::string numbered(int count, std::string_view before, std::string_view behind
 
 constexpr int kMany = 100000;
 
-struct Large {
-    const char* name;
+struct Large : soap_test::NamedRow {
     std::string (*make)();
     int error;  ///< 0 if it is read to its end
 };
@@ -82,12 +83,14 @@ const Large kLarge[] = {
     {"NestedIds", [] { return numbered(20000, "<b id='", "'>"); }, -139},
 };
 
+constexpr XmlLimits kNoLimits{0, 0};
+
 class LargeDocument : public testing::TestWithParam<Large> {};
 
 TEST_P(LargeDocument, IsReadInTimeThatGoesWithItsLength) {
     const std::string text = GetParam().make();
     PiecewiseInputStream stream(text, 1 << 20);
-    CXmlPullParser parser(&stream);
+    CXmlPullParser parser(&stream, XmlText::one_byte, kNoLimits);
     parser.setProcessNamespaces();
     const auto begin = std::chrono::steady_clock::now();
     try {
@@ -99,17 +102,121 @@ TEST_P(LargeDocument, IsReadInTimeThatGoesWithItsLength) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 }
 
-INSTANTIATE_TEST_SUITE_P(Documents, LargeDocument, testing::ValuesIn(kLarge),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Documents, LargeDocument, testing::ValuesIn(kLarge), soap_test::row_name);
 
-// Every allocation fails once: the document is read, or the error is that of memory, and nothing leaks.
+struct Limited : soap_test::NamedRow {
+    std::string text;
+    bool good;
+    XmlLimits limits = {};
+};
+
+constexpr XmlLimits kFew{2, 2};
+
+const Limited kLimited[] = {
+    {"Deep", repeated(5000, "<a>") + repeated(5000, "</a>"), true},
+    {"Deeper", repeated(5001, "<a>"), false},
+    {"FewDeep", "<a><b/><b/><b/></a>", true, kFew},
+    {"FewDeeper", "<a><b/><b/><b><c/></b></a>", false, kFew},
+    {"ManyAttributes", "<a" + numbered(1000, " b", "=''") + "/>", true},
+    {"MoreAttributes", "<a" + numbered(1001, " b", "=''") + "/>", false},
+    {"FewAttributes", "<a b='' c=''/>", true, kFew},
+    {"MoreThanFewAttributes", "<a b='' c='' d=''/>", false, kFew},
+    {"ManyNamespaces", repeated(10, "<a" + numbered(1000, " xmlns:p", "='u'") + ">") + "<b>", true},
+    {"MoreNamespaces", repeated(10, "<a" + numbered(1000, " xmlns:p", "='u'") + ">") + "<b xmlns='u'>",
+     false},
+    {"ManyNamespacesInTurn", "<r>" + repeated(20, "<a" + numbered(1000, " xmlns:p", "='u'") + "/>"), true},
+};
+
+class LimitedDocument : public testing::TestWithParam<Limited> {};
+
+TEST_P(LimitedDocument, IsReadUpToTheLimitAndNotBeyond) {
+    PiecewiseInputStream stream(GetParam().text, 1 << 20);
+    CXmlPullParser parser(&stream, XmlText::one_byte, GetParam().limits);
+    parser.setProcessNamespaces();
+    try {
+        while (parser.next() != XML_END_DOCUMENT) {
+        }
+    } catch (const CXmlPullParserException&) {
+    }
+    const bool open_at_the_end = parser.getErrorCode() == -139;
+    EXPECT_EQ(parser.getErrorCode(), GetParam().good ? (open_at_the_end ? -139 : 0) : -108);
+}
+
+INSTANTIATE_TEST_SUITE_P(Documents, LimitedDocument, testing::ValuesIn(kLimited), soap_test::row_name);
+
+std::size_t memory_in_use() {
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+}
+
+constexpr int kMegabyte = 1 << 20;
+
+// Depth and attributes took up to twenty times the document, each id a hundred and thirty bytes.
+const Large kHungry[] = {
+    {"NestedElements", [] { return repeated(4 * kMegabyte / 3, "<a>"); }, -108},
+    {"Attributes", [] { return "<a" + numbered(4 * kMegabyte / 11, " b", "='1'"); }, -108},
+    {"NestedNamespaces", [] { return repeated(400, "<a" + numbered(900, " xmlns:p", "='u'") + ">"); }, -108},
+    {"Ids", [] { return "<r>" + numbered(4 * kMegabyte / 17, "<a id=\"", "\"/>") + "</r>"; }, 0},
+    {"IdsReferredTo",
+     [] {
+         return "<r>" + numbered(kMegabyte / 14, "<a id=\"", "\">1</a>") +
+                numbered(kMegabyte / 14, "<a href=\"#", "\"/>") + "</r>";
+     },
+     0},
+    {"IdsReferredToAhead",
+     [] {
+         return "<r>" + numbered(kMegabyte / 14, "<a href=\"#", "\"/>") +
+                numbered(kMegabyte / 14, "<a id=\"", "\">1</a>") + "</r>";
+     },
+     0},
+    {"IdsAlikeWithEndTagsOfManyNames",
+     [] {
+         std::string all = "<r><x id='0'>";
+         for (int i = 0; i < 100'000; ++i) {
+             const std::string name = "e" + std::to_string(i);
+             all += '<' + name + " id='0'></" + name + '>';
+         }
+         return all + "</x ></r>";
+     },
+     0},
+};
+
+class HungryDocument : public testing::TestWithParam<Large> {};
+
+TEST_P(HungryDocument, TakesFourTimesItsSizeAtMostAndGivesItBack) {
+    std::string text = GetParam().make();
+    const std::size_t size = text.size();
+    PiecewiseInputStream stream(text, 1 << 20);
+    text = std::string();
+    const std::size_t before = memory_in_use();
+    std::size_t most = before;
+    {
+        CXmlPullParser parser(&stream);
+        parser.setProcessNamespaces();
+        try {
+            for (int count = 0; parser.next() != XML_END_DOCUMENT; ++count) {
+                if (count % 256 == 0) most = std::max(most, memory_in_use());
+            }
+        } catch (const CXmlPullParserException&) {
+        }
+        EXPECT_EQ(parser.getErrorCode(), GetParam().error);
+        most = std::max(most, memory_in_use());
+    }
+    EXPECT_LE(most - before, 4 * size);
+    EXPECT_LE(memory_in_use() - std::min(before, memory_in_use()), 64u << 10);
+}
+
+INSTANTIATE_TEST_SUITE_P(Documents, HungryDocument, testing::ValuesIn(kHungry), soap_test::row_name);
+
+// Every allocation fails once: the document is read, or the error is that of memory, and nothing leaks. A
+// reference to a number became a zero byte.
 TEST(PullParserMemory, EndsInAnErrorWhereverItRunsOut) {
     const std::string document =
         "<?xml version='1.0' encoding='UTF-8'?><o:r "
         "xmlns:o='http://a.example/a-name-that-is-long-enough-to-need-a-"
         "block' o:x='1' xml:l='e'>" +
-        numbered(14, "<e", ">") + std::string(3000, 'x') + "&lt;" + "<w" + numbered(14, " a", "='v'") +
-        numbered(40, " xmlns:p", "='u'") + "/>" +
+        numbered(14, "<e", ">") + std::string(3000, 'x') + "&lt;&#" + std::string(60, '0') + "65;&#x41;<w" +
+        numbered(14, " a", "='v'") + numbered(40, " xmlns:p", "='u'") + "/>" +
         "<b id='1'>text</b><c href='#1'/><d href='#2'/><b id=\"2\">y</b>" +
         std::string("</e13></e12></e11></e10></e9></e8></e7></e6></e5></e4></e3></e2></e1></e0></o:r>");
     const std::string whole = trace(document);

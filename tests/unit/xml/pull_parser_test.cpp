@@ -7,13 +7,6 @@
 
 namespace {
 
-struct Document {
-    const char* name;
-    std::string_view text;
-    std::string_view events;
-    Reading reading = Reading::events;
-};
-
 using namespace std::string_view_literals;
 
 const Document kDocuments[] = {
@@ -109,38 +102,10 @@ const Document kDocuments[] = {
 class PullParser : public testing::TestWithParam<Document> {};
 
 TEST_P(PullParser, GivesTheSameEventsHoweverTheBytesArrive) {
-    const Document& document = GetParam();
-    EXPECT_EQ(trace(document.text, 1 << 20, document.reading), document.events);
-    for (int step = 1; step <= static_cast<int>(document.text.size()); ++step) {
-        SCOPED_TRACE(testing::Message() << "in pieces of " << step);
-        ASSERT_EQ(trace(document.text, step, document.reading), document.events);
-        if (document.reading != Reading::events) continue;
-        ASSERT_EQ(trace(document.text, step, Reading::plain_texts), document.events);
-    }
+    expect_events(GetParam());
 }
 
-TEST_P(PullParser, GivesTheSameEventsOfSixteenBits) {
-    const Document& document = GetParam();
-    if (is_plain_ascii(document.text)) {
-        EXPECT_EQ(trace(widened(document.text), 1 << 20, document.reading), document.events);
-    }
-}
-
-// A document cut off anywhere ends with an error or, outside the root, in peace; blocks of exact size show a
-// sanitizer each byte that is read too many.
-TEST_P(PullParser, EndsCleanlyOnEachPrefix) {
-    const Document& document = GetParam();
-    for (std::size_t length = 0; length < document.text.size(); ++length) {
-        for (const Reading reading : {Reading::events, Reading::tokens}) {
-            const std::string events = trace(document.text.substr(0, length), 1 << 20, reading);
-            const bool ended = events.ends_with('.') || events.find('!') != std::string::npos;
-            ASSERT_TRUE(ended) << "after " << length << " bytes: " << events;
-        }
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Documents, PullParser, testing::ValuesIn(kDocuments),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Documents, PullParser, testing::ValuesIn(kDocuments), soap_test::row_name);
 
 TEST(PullParserState, CountsDepthUntilTheEndTagIsLeft) {
     PiecewiseInputStream stream("<a><b/></a>", 3);

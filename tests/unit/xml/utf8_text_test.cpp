@@ -9,13 +9,6 @@ namespace {
 
 using namespace std::string_view_literals;
 
-struct Document {
-    const char* name;
-    std::string_view text;
-    std::string_view events;
-    Reading reading = Reading::events;
-};
-
 std::string utf8_trace(std::string_view document, int step = 1 << 20, Reading reading = Reading::events) {
     return trace(document, step, reading, XmlText::utf8);
 }
@@ -96,19 +89,10 @@ const Document kDocuments[] = {
 class Utf8Text : public testing::TestWithParam<Document> {};
 
 TEST_P(Utf8Text, KeepsEachCharacterHoweverTheBytesArrive) {
-    const Document& document = GetParam();
-    for (int step = static_cast<int>(document.text.size()); step > 0; --step) {
-        ASSERT_EQ(utf8_trace(document.text, step, document.reading), document.events)
-            << "in pieces of " << step;
-    }
-    for (std::size_t length = 0; length < document.text.size(); ++length) {
-        const std::string events = utf8_trace(document.text.substr(0, length), 1 << 20, document.reading);
-        ASSERT_TRUE(events.ends_with('.') || events.find('!') != std::string::npos) << events;
-    }
+    expect_events(GetParam(), XmlText::utf8);
 }
 
-INSTANTIATE_TEST_SUITE_P(Documents, Utf8Text, testing::ValuesIn(kDocuments),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(Documents, Utf8Text, testing::ValuesIn(kDocuments), soap_test::row_name);
 
 std::string encoded(unsigned c) {
     char bytes[4];

@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "support/named_row.h"
 #include "support/piecewise_stream.h"
 #include "xml/pull_parser.h"
 
@@ -87,4 +88,35 @@ inline std::string trace(std::string_view document, int step = 1 << 20, Reading 
         text += " @" + std::to_string(error.line()) + ':' + std::to_string(error.column());
     }
     return text;
+}
+
+/// A document and the events that it gives.
+struct Document : soap_test::NamedRow {
+    std::string_view text;
+    std::string_view events;
+    Reading reading = Reading::events;
+};
+
+/// The document gives its events in whatever pieces it arrives, and cut off anywhere it ends with an error
+/// or, outside the root, in peace. Blocks of exact size show a sanitizer each byte that is read too many.
+inline void expect_events(const Document& document, XmlText bytes_of_text = XmlText::one_byte) {
+    const bool merged = document.reading == Reading::events;
+    for (int step = static_cast<int>(document.text.size()) + 1; step > 0; --step) {
+        SCOPED_TRACE(testing::Message() << "in pieces of " << step);
+        ASSERT_EQ(trace(document.text, step, document.reading, bytes_of_text), document.events);
+        if (!merged) continue;
+        ASSERT_EQ(trace(document.text, step, Reading::plain_texts, bytes_of_text), document.events);
+    }
+    for (std::size_t length = 0; length < document.text.size(); ++length) {
+        for (const Reading reading : {document.reading, Reading::tokens}) {
+            const std::string events =
+                trace(document.text.substr(0, length), 1 << 20, reading, bytes_of_text);
+            const bool ended = events.ends_with('.') || events.find('!') != std::string::npos;
+            ASSERT_TRUE(ended) << "after " << length << " bytes: " << events;
+        }
+    }
+    if (bytes_of_text != XmlText::one_byte || document.text.find("id=") != std::string_view::npos ||
+        document.text.find("href") != std::string_view::npos || !is_plain_ascii(document.text))
+        return;
+    EXPECT_EQ(trace(widened(document.text), 1 << 20, document.reading), document.events);
 }
