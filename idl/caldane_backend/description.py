@@ -24,7 +24,7 @@ BASIC = {
     idltype.tk_short: 'short', idltype.tk_long: 'long', idltype.tk_ushort: 'unsigned short',
     idltype.tk_ulong: 'unsigned long', idltype.tk_float: 'float', idltype.tk_double: 'double',
     idltype.tk_boolean: 'boolean', idltype.tk_char: 'char', idltype.tk_octet: 'octet', idltype.tk_any: 'any',
-    idltype.tk_TypeCode: 'TypeCode', idltype.tk_objref: 'Object',
+    idltype.tk_objref: 'Object',
 }
 DIRECTIONS = ('in', 'out', 'inout')
 

@@ -10,7 +10,7 @@ STORED = {
     idltype.tk_short: 'std::int16_t', idltype.tk_long: 'std::int32_t', idltype.tk_ushort: 'std::uint16_t',
     idltype.tk_ulong: 'std::uint32_t', idltype.tk_float: 'float', idltype.tk_double: 'double',
     idltype.tk_boolean: '_Caldane_Boolean', idltype.tk_char: 'char', idltype.tk_octet: 'unsigned char',
-    idltype.tk_any: '_Caldane_Any', idltype.tk_TypeCode: '_Caldane_TypeRef', idltype.tk_void: 'void',
+    idltype.tk_any: '_Caldane_Any', idltype.tk_void: 'void',
 }
 PRIMITIVES = frozenset((idltype.tk_short, idltype.tk_long, idltype.tk_ushort, idltype.tk_ulong,
                         idltype.tk_float, idltype.tk_double, idltype.tk_boolean, idltype.tk_char,
@@ -25,6 +25,7 @@ REFUSED = {
     idltype.tk_wchar: ('wchar', 'the type wchar cannot be carried; use string'),
     idltype.tk_wstring: ('wstring', 'the type wstring cannot be carried; use string'),
     idltype.tk_fixed: ('fixed', 'the type fixed cannot be carried; use xsd::decimal, double or string'),
+    idltype.tk_TypeCode: ('TypeCode', 'the type TypeCode cannot be carried; an any tells the type of its value'),
     idltype.tk_Principal: ('Principal', 'the type Principal cannot be carried'),
     idltype.tk_value: ('', 'valuetypes cannot be carried; use a struct'),
     idltype.tk_value_box: ('', 'valuetypes cannot be carried; use a struct'),

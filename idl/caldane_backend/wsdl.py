@@ -20,10 +20,9 @@ CALDANE = 'urn:caldane:idl'
 
 BASIC = {'short': 'xsd:short', 'long': 'xsd:int', 'unsigned short': 'xsd:unsignedShort',
          'unsigned long': 'xsd:unsignedInt', 'float': 'xsd:float', 'double': 'xsd:double', 'boolean': 'xsd:boolean',
-         'octet': 'xsd:unsignedByte', 'any': 'xsd:anyType', 'Object': 'xsd:anyType',
-         'TypeCode': 'xsd:anyType'}
+         'octet': 'xsd:unsignedByte', 'any': 'xsd:anyType', 'Object': 'xsd:anyType'}
 # Those that share their form with another type.
-TOLD = ('Object', 'TypeCode')
+TOLD = ('Object',)
 SPECIAL = {f'xsd::{name}': f'xsd:{name}' for name in ('base64Binary', 'hexBinary', 'dateTime', 'decimal')}
 
 

@@ -31,7 +31,6 @@ constexpr BasicName kBasicNames[] = {
     {"ulong", Ref::tk_ulong},           {"float", Ref::tk_float},   {"double", Ref::tk_double},
     {"boolean", Ref::tk_boolean},       {"char", Ref::tk_char},     {"octet", Ref::tk_octet},
     {"string", Ref::tk_string},         {"any", Ref::tk_any},       {"Object", Ref::tk_objref},
-    {"TypeCode", Ref::tk_TypeCode},
 };
 
 Caldane::DynamicName name_of(const Json& entry) {
