@@ -125,8 +125,8 @@ class Soapcall(unittest.TestCase):
     def test_shows_the_messages(self):
         shown = tools.program('soapcall', '--idl', tools.BANK_IDL, '--show', '--header', 'who=me', '--action', 'urn:a',
                               '-DSOAP_CLIENT_CHUNKING', self.bank, 'exists', 'account=<alice>').stdout
-        for line in ('> POST /bank HTTP/1.0', '> SOAPAction: "urn:a"', '    <who>me</who>', '      <account><alice></account>',
-                     '< HTTP/1.0 200 OK', '      <return>false</return>', '  "return": false'):
+        for line in ('> POST /bank HTTP/1.0', '> SOAPAction: "urn:a"', '<?xml version="1.0" encoding="UTF-8"?>',
+                     '    <who>me</who>', '      <account>&lt;alice&gt;</account>', '    </m:exists>', '< HTTP/1.0 200 OK', '      <return>false</return>', '  "return": false'):
             self.assertIn('\n' + line + '\n', '\n' + shown)
         self.assertNotIn('\033', shown)
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "messages.h"
 
-#include <tinyxml2.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <utility>
 
 #include "failures.h"
 
@@ -43,6 +43,33 @@ std::string lower(std::string_view text) {
     return result;
 }
 
+bool is_blank(std::string_view text) {
+    return text.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+/// How far the markup goes that a document begins with, or the text up to the next one.
+std::size_t token_length(std::string_view bytes) {
+    if (bytes[0] != '<') return std::min(bytes.find('<'), bytes.size());
+    constexpr std::pair<std::string_view, std::string_view> kForms[] = {
+        {"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}};
+    for (const auto& [begin, end] : kForms) {
+        if (!bytes.starts_with(begin)) continue;
+        const std::size_t at = bytes.find(end, begin.size());
+        return at == std::string_view::npos ? bytes.size() : at + end.size();
+    }
+    char quote = 0;
+    for (std::size_t at = 1; at < bytes.size(); ++at) {
+        const char c = bytes[at];
+        if (quote == 0 && c == '>') return at + 1;
+        if (quote == 0 && (c == '"' || c == '\'')) {
+            quote = c;
+        } else if (c == quote) {
+            quote = 0;
+        }
+    }
+    return bytes.size();
+}
+
 class Printer {
 public:
     Printer(std::ostream& out, bool coloured) : out_(out), coloured_(coloured) {}
@@ -57,35 +84,38 @@ public:
         if (coloured_) out_ << kPlain;
     }
 
-    void element(const tinyxml2::XMLElement& element, std::size_t depth) {
-        const std::string indent(2 * depth, ' ');
-        std::string start = "<" + std::string(element.Name());
-        for (const auto* attribute = element.FirstAttribute(); attribute != nullptr;
-             attribute = attribute->Next())
-            start += std::string(" ") + attribute->Name() + "=\"" + attribute->Value() + "\"";
-        text(indent);
-        if (element.NoChildren()) {
-            text(start + "/>\n", kTag);
-            return;
-        }
-        text(start + ">", kTag);
-        const std::string end = std::string("</") + element.Name() + ">\n";
-        if (const auto* only = element.FirstChild()->ToText();
-            only != nullptr && only->NextSibling() == nullptr) {
-            text(only->Value(), kText);
-            text(end, kTag);
-            return;
-        }
-        text("\n");
-        for (const auto* child = element.FirstChild(); child != nullptr; child = child->NextSibling()) {
-            if (const auto* inner = child->ToElement()) {
-                this->element(*inner, depth + 1);
-            } else if (child->ToText() != nullptr) {
-                text(indent + "  " + child->Value() + "\n", kText);
+    /// The bytes of a document, a line for each element; only line ends and blanks between tags are made
+    /// anew.
+    void document(std::string_view bytes) {
+        std::size_t depth = 0;
+        bool behind_start = false;  // of an element that may hold nothing but a text
+        while (!bytes.empty()) {
+            const std::string_view token = bytes.substr(0, token_length(bytes));
+            bytes.remove_prefix(token.size());
+            const bool is_end = token.starts_with("</");
+            if (token[0] != '<') {
+                const bool is_all = behind_start && bytes.starts_with("</");
+                if (is_all) {
+                    text(token, kText);
+                } else if (!is_blank(token)) {
+                    if (behind_start) text("\n");
+                    text(std::string(2 * depth, ' ').append(token) + '\n', kText);
+                    behind_start = false;
+                }
+                continue;
+            }
+            if (is_end && depth > 0) --depth;
+            if (behind_start && !is_end) text("\n");
+            if (!behind_start || !is_end) text(std::string(2 * depth, ' '));
+            text(token, kTag);
+            behind_start = !is_end && token[1] != '!' && token[1] != '?' && !token.ends_with("/>");
+            if (behind_start) {
+                ++depth;
+            } else {
+                text("\n");
             }
         }
-        text(indent);
-        text(end, kTag);
+        if (behind_start) text("\n");
     }
 
 private:
@@ -146,12 +176,6 @@ void show(std::ostream& out, const WireMessage& message, bool coloured) {
     for (std::string line; std::getline(head, line);)
         printer.text((message.sent ? "> " : "< ") + line + "\n", kHead);
     out << '\n';
-    const std::string body = message.body();
-    tinyxml2::XMLDocument document;
-    if (!body.empty() && document.Parse(body.data(), body.size()) == tinyxml2::XML_SUCCESS) {
-        printer.element(*document.RootElement(), 0);
-    } else {
-        printer.text(body + "\n");
-    }
+    printer.document(message.body());
     out << '\n';
 }

@@ -33,5 +33,6 @@ private:
     std::size_t position = 0;
 };
 
-/// Prints a message: its head, and its XML indented. Bytes that could steer a terminal are shown as dots.
+/// Prints a message: its head, and its XML as it went over the wire, but indented. Bytes that could steer a
+/// terminal are shown as dots.
 void show(std::ostream& out, const WireMessage& message, bool coloured);
