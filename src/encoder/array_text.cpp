@@ -5,6 +5,7 @@
 
 #include "encoder/soap_named_value.h"
 #include "encoder/type_prefix.h"
+#include "marshal/namespaces.h"
 #include "marshal/soap_out_stream.h"
 
 namespace array_text {
@@ -114,6 +115,12 @@ Layout layout_of(const View& view, bool typed) {
 template <class View>
 void put_type(_SOAP_OutStream& out, const View& view, Layout layout) {
     if (layout == Layout::typed_rows) {
+        // Only encoded envelopes declare the prefix.
+        if (!out.rpc_encoding()) {
+            out.put_text(" xmlns:SOAP-ENC=\"");
+            out.put_text(NS_SOAP_ENC);
+            out.put_char('"');
+        }
         put_attribute_start(out);
         out.put_text("SOAP-ENC:Array");
     } else {

@@ -81,7 +81,7 @@ void put_operation_start(_SOAP_OutStream& out, const _Caldane_String& operation,
     out.put_string(operation);
     out.put_text(suffix);
     out.put_text(" xmlns:m=\"");
-    out.put_string(namespace_uri);
+    out.put_value(namespace_uri);
     out.put_char('"');
     std::string property(operation.c_str(), operation.length());
     property += "_ATTRIBUTE";

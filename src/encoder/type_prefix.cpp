@@ -15,16 +15,17 @@ _Caldane_ULong next_number() {
 
 }  // namespace
 
-TypePrefix::TypePrefix(_SOAP_OutStream& out, const _Caldane_String& namespace_uri) : number(next_number()) {
+TypePrefix::TypePrefix(_SOAP_OutStream& out, const _Caldane_String& namespace_uri)
+    : length(text_of(next_number(), number)) {
     out.put_text(" xmlns:m");
-    out.marshal(number);
+    out.put_bytes(number, length);
     out.put_text("=\"");
-    out.put_string(namespace_uri);
+    out.put_value(namespace_uri);
     out.put_char('"');
 }
 
 void TypePrefix::put(_SOAP_OutStream& out) const {
     out.put_char('m');
-    out.marshal(number);
+    out.put_bytes(number, length);
     out.put_char(':');
 }

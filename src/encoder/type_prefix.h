@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
+
+#include "marshal/number_text.h"
 #include "transport/broker.h"
 
 class _SOAP_OutStream;
@@ -16,5 +19,6 @@ public:
     void put(_SOAP_OutStream& out) const;
 
 private:
-    _Caldane_ULong number;
+    char number[kNumberRoom];
+    std::size_t length;
 };

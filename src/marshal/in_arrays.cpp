@@ -8,14 +8,12 @@
 #include "marshal/octets.h"
 #include "marshal/sequence_reader.h"
 #include "marshal/soap_in_stream.h"
+#include "marshal/value_weight.h"
 
 using marshal_names::marked_nil;
 using marshal_names::typed_base64;
 
 namespace {
-
-/// What a row that the message does not bring counts as, in elements: about as much memory as it takes.
-constexpr int kMissingRow = 16;
 
 /// The first number in brackets among the attributes of the current tag, the last attribute's counting; -1 if
 /// there is none.
@@ -67,7 +65,9 @@ bool _SOAP_InStream::read_rows(_Caldane_AddressableArray& view) {
     const auto length = view.length();
     const bool innermost = view.element_type().kind() != _Caldane_TypeRef::tk_array;
     for (_Caldane_ULong i = 0; i < length; ++i) {
-        if (!innermost && parser->peekEvent() != START_TAG && !may_make(kMissingRow)) return false;
+        // In an any the message says how many rows there are, whether or not it brings them.
+        if (!innermost && anys_ > 0 && parser->peekEvent() != START_TAG && !may_make(kMissingRow))
+            return false;
         const _Caldane_AnyRef element = view.element(i).cast_away_constness();
         if (innermost) {
             if (element._demarshal(*this) == _Caldane_FALSE) return false;

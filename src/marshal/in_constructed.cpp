@@ -10,6 +10,7 @@
 #include "marshal/number_text.h"
 #include "marshal/octets.h"
 #include "marshal/soap_in_stream.h"
+#include "marshal/value_weight.h"
 #include "marshal/xsd_streams.h"
 #include "xml/same_bytes.h"
 
@@ -55,8 +56,8 @@ _Caldane_Boolean _SOAP_InStream::demarshal(_Caldane_TxType& value) {
         // Without types in the message, a value whose element is missing is nil.
         if (parser->peekEvent() == TEXT) parser->next();
         if (parser->peekEvent() != START_TAG) {
-            // Costs the message nothing, so that a declared array could ask for any number of them.
-            if (!may_make(1)) return _Caldane_FALSE;
+            // Costs the message nothing, and in an any the message says how many there are.
+            if (anys_ > 0 && !may_make(weight_of(_Caldane_AnyConstRef(value)))) return _Caldane_FALSE;
             make_nil(value);
             return _Caldane_TRUE;
         }
@@ -99,6 +100,7 @@ int _SOAP_InStream::demarshal_any(_Caldane_TxType& value) {
         void operator()(_Caldane_Any* any) const { any->clear(); }
     };
     std::unique_ptr<_Caldane_Any, Clear> unread(dynamic_cast<_Caldane_Any*>(&value));
+    const Level any(anys_);
     if (value._demarshal(*this) == _Caldane_FALSE) return 0;
     unread.release();
     return 1;

@@ -53,8 +53,8 @@ void _SOAP_InStream::release() {
     operation_name_ = CRefString();
     operation_namespace_ = CRefString();
     depth_ = 0;
-    elements_brought = 0;
-    elements_made = 0;
+    anys_ = 0;
+    unsent_ = 0;
 }
 
 bool _SOAP_InStream::drained(long limit) {

@@ -70,7 +70,9 @@ void _SOAP_InStream::read_fault_element(Fault& fault, _Caldane_CallException& ho
 void _SOAP_InStream::read_fault_detail(Fault& fault, _Caldane_CallException& holder) {
     parser->next();
     const _Caldane_String name(parser->getName().c_str(), -1, kCopied);
-    const _Caldane_String uri(parser->getNamespace().c_str(), -1, kCopied);
+    // An element without a namespace of its own shows that of the envelope around it.
+    const CRefString shown = in_envelope_namespace(*parser) ? CRefString() : parser->getNamespace();
+    const _Caldane_String uri(shown.c_str(), -1, kCopied);
     fault.exception.reset(holder.find_exception(uri, name, kUserException));
     if (fault.exception && fault.exception->_demarshal(*this) == _Caldane_FALSE)
         holder.exception(_Caldane_SystemException(_Caldane_SystemException::BAD_RESPONSE), kCopied);

@@ -158,10 +158,9 @@ _Caldane_Boolean _SOAP_InStream::demarshal(char& out) {
     const char* text = kBlank;
     const int result = read_text(&text);
     if (utf8_text_ && result != 0) {
-        const auto length = static_cast<std::size_t>(result);
         const Utf8Character first = first_character(text);
-        if (first.length != length || first.code > 0xFF) return _Caldane_FALSE;
-        out = static_cast<char>(first.code);
+        if (first.length == static_cast<std::size_t>(result) && first.code <= 0xFF)
+            out = static_cast<char>(first.code);
     } else if (result == 1) {
         out = text[0];
     }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 #include <limits>
@@ -105,10 +106,10 @@ bool _SOAP_InStream::store_type(_Caldane_TypeRef& value, Kind kind, std::string_
     return true;
 }
 
-/// Books elements that are about to be made; false beyond what the message may make without bringing it.
-bool _SOAP_InStream::may_make(std::int64_t elements) {
-    elements_made += elements;
-    return elements_made <= elements_brought + kMaxUnsent;
+/// Books what is about to be made of nothing that came; false beyond what the message may make so.
+bool _SOAP_InStream::may_make(std::int64_t bytes) {
+    unsent_ += bytes;
+    return unsent_ <= std::min<std::int64_t>(kMaxUnsent, kMaxUnsentFactor * parser->bytes_read());
 }
 
 /// Reads the type that the attributes of the element ahead tell, and moves nothing.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "marshal/sequence_reader.h"
 
+#include "marshal/value_weight.h"
+
 SequenceReader::SequenceReader(_SOAP_InStream& stream, CXmlPullParser& source,
                                _Caldane_AddressableSequence& target)
     : in(stream),
@@ -9,6 +11,9 @@ SequenceReader::SequenceReader(_SOAP_InStream& stream, CXmlPullParser& source,
       sizes(IndexList::parse(source, "arrayType")),
       index(IndexList::parse(source, "offset")),
       typecodes(target.element_type().kind() == _Caldane_TypeRef::tk_TypeCode) {
+    // Rows side by side in literal mode tell their sizes as an array in an any does.
+    const bool has_rows = target.element_type().kind() == _Caldane_TypeRef::tk_sequence;
+    if (!sizes.found() && has_rows && !stream.rpc_encoding()) sizes = IndexList::parse(source, "type");
     if (sizes.found()) dimensions = sizes.count();
     if (!index.found()) index = IndexList::zeros(dimensions);
     index.close();
@@ -73,12 +78,8 @@ bool SequenceReader::move_to_position() {
 
 /// Reads the item ahead into the element at the index, through the rows that lead there.
 bool SequenceReader::place_item() {
-    ++in.elements_brought;
     _Caldane_AddressableSequence* row = &sequence;
     for (std::size_t d = 0;; ++d) {
-        // A row that begins with this item is brought as well.
-        if (d + 1 < dimensions && index[d] >= 0 && static_cast<_Caldane_ULong>(index[d]) == row->length())
-            ++in.elements_brought;
         if (index[d] < 0 || (sized(d) && index[d] >= sizes[d]) || !make_room(*row, d)) return false;
         if (d + 1 == dimensions) break;
         row = row_below(*row, d);
@@ -96,12 +97,18 @@ bool SequenceReader::make_room(_Caldane_AddressableSequence& row, std::size_t di
     const std::int64_t wanted = std::int64_t{index[dimension]} + 1;
     const std::int64_t present = row.length();
     if (wanted == present || (wanted < present && sized(dimension))) return true;
-    return set_length(row, wanted);
+    return set_length(row, wanted, 1);
 }
 
-bool SequenceReader::set_length(_Caldane_AddressableSequence& row, std::int64_t length) {
-    const std::int64_t present = row.length();
-    if (length > present && !in.may_make(length - present)) return false;
+/// Makes the row so long. Of the elements that are made for it, all but `brought` never came.
+bool SequenceReader::set_length(_Caldane_AddressableSequence& row, std::int64_t length,
+                                std::int64_t brought) {
+    const std::int64_t unsent = length - row.length() - brought;
+    if (unsent > 0) {
+        // One of them is made to weigh it.
+        if (row.length() == 0 && row.length(_Caldane_ULong{1}) == _Caldane_FALSE) return false;
+        if (!in.may_make(unsent * weight_of(row.element(0)))) return false;
+    }
     return row.length(static_cast<_Caldane_ULong>(length)) != _Caldane_FALSE;
 }
 

@@ -11,7 +11,8 @@
 /// `arrayType` gives the sizes, `offset` and `position` say where items go (SOAP 1.1 section 5.4.2).
 ///
 /// Memory follows what the message brings, not what it declares: elements are made as they come. The declared
-/// lengths are set when a row is left, within what the stream allows for elements that never came.
+/// lengths are set when a row is left, within what the stream allows for elements that never came: these are
+/// weighed by what an element takes in memory, or as text where it is sent on.
 class SequenceReader {
 public:
     /// The start tag of the sequence's element is the parser's current event.
@@ -25,7 +26,7 @@ private:
     bool move_to_position();
     bool place_item();
     bool make_room(_Caldane_AddressableSequence& row, std::size_t dimension);
-    bool set_length(_Caldane_AddressableSequence& row, std::int64_t length);
+    bool set_length(_Caldane_AddressableSequence& row, std::int64_t length, std::int64_t brought = 0);
     bool step();
     bool make_rows(_Caldane_AddressableSequence& row, std::size_t dimension);
     bool close_rows(std::size_t from);

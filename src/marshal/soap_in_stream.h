@@ -110,8 +110,10 @@ public:
     /// Readers of values nest at most so deep; beyond that they give 0.
     static constexpr int kMaxDepth = 512;
 
-    /// As many elements of arrays may a message make by declaring them, beyond those that it brings.
-    static constexpr std::int64_t kMaxUnsent = 1'000'000;
+    /// So many bytes may a message make of elements that it declares and does not bring, and so many times
+    /// what has come of it: of memory, or of the text that they would be written as.
+    static constexpr std::int64_t kMaxUnsent = 16 << 20;
+    static constexpr std::int64_t kMaxUnsentFactor = 100;
 
 private:
     friend class SequenceReader;
@@ -147,7 +149,7 @@ private:
     bool store_type(_Caldane_TypeRef& value, _Caldane_TypeRef::_ENUM_TCKind kind, std::string_view name,
                     CXmlPullParser& source, int nesting);
 
-    bool may_make(std::int64_t elements);
+    bool may_make(std::int64_t bytes);
 
     CSecureChannel* channel = nullptr;
     std::unique_ptr<CInputStream> socket_in;
@@ -165,7 +167,6 @@ private:
     int depth_ = 0;           // of nested readers
     unsigned types_read = 0;  // values that are types, which leave their element ahead
 
-    // Over the whole message: elements of arrays that came, and those that were made for them or for none.
-    std::int64_t elements_brought = 0;
-    std::int64_t elements_made = 0;
+    int anys_ = 0;             // readers of anys among them
+    std::int64_t unsent_ = 0;  // bytes of elements that the message did not bring
 };

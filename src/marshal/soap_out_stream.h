@@ -84,6 +84,10 @@ public:
     }
     int put_string(const _Caldane_String& text);
 
+    /// The value of an attribute, with what none may hold as it is escaped: a namespace may be anybody's text.
+    /// Bytes that are no UTF-8 are taken for characters of ISO-8859-1, as which they came.
+    void put_value(const _Caldane_String& value);
+
     /// True while pieces are gathered into blocks, so that nobody can see how the text was cut up.
     bool gathers_pieces() const { return writer != nullptr && pieces.gathers(); }
 
@@ -122,6 +126,7 @@ public:
 
 private:
     _Caldane_Boolean marshal_union(const _Caldane_TxType& value);
+    void put_any_value(std::string_view value);
     template <class Number>
     void put_number(Number value);
     template <bool exact>

@@ -66,7 +66,7 @@ void put_exception(_SOAP_OutStream& out, const char* code, const _Caldane_Except
     out.put_text(" xmlns:");
     out.put_text(prefix.c_str());
     out.put_text("=\"");
-    out.put_string(exception.namespace_text());
+    out.put_value(exception.namespace_text());
     out.put_text("\">");
     static_cast<void>(out.marshal(exception));
     out.put_text("\r\n</");

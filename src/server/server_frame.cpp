@@ -38,17 +38,17 @@ _Caldane_Boolean _SOAP_ServerFrame::marshal_reply(_SOA_Call& call, _Caldane_ArgL
     // Nothing has left yet, so that the client gets the fault alone. What cannot be taken back is not added
     // to.
     if (!written && out_stream.discard()) {
-        written = write_marshal_fault(bad_text ? kBadText : "the reply could not be written");
+        written = write_marshal_fault(FAULT_CLIENT, bad_text ? kBadText : "the reply could not be written");
     }
     out_stream.close_body();
     return truth(written);
 }
 
-bool _SOAP_ServerFrame::write_marshal_fault(const char* message) {
+bool _SOAP_ServerFrame::write_marshal_fault(int fault_class, const char* message) {
     _Caldane_SystemException exception(_Caldane_SystemException::MARSHAL);
     exception.completed(1);
     exception._put_message(_Caldane_String(message));
-    return write_fault(out_stream, FAULT_CLIENT, &exception);
+    return write_fault(out_stream, fault_class, &exception);
 }
 
 _Caldane_Boolean _SOAP_ServerFrame::marshal_exception(_SOA_Call&, _Caldane_ExceptionBase& exception) {
@@ -56,7 +56,7 @@ _Caldane_Boolean _SOAP_ServerFrame::marshal_exception(_SOA_Call&, _Caldane_Excep
     out_stream.open_body();
     out_stream.set_rpc_encoding(in_stream.rpc_encoding());
     bool written = write_fault(out_stream, FAULT_SERVER, &exception);
-    if (out_stream.text_refused() && out_stream.discard()) written = write_marshal_fault(kBadText);
+    if (out_stream.text_refused() && out_stream.discard()) written = write_marshal_fault(FAULT_SERVER, kBadText);
     out_stream.close_body();
     return truth(written);
 }

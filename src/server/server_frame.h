@@ -30,7 +30,7 @@ public:
     bool request_was_read() const { return request_read; }
 
 private:
-    bool write_marshal_fault(const char* message);
+    bool write_marshal_fault(int fault_class, const char* message);
 
     _SOAP_InStream& in_stream;
     _SOAP_OutStream& out_stream;

@@ -75,6 +75,12 @@ bool CXmlByteReader::convert_to_utf8(const char* encoding_name, const char* begi
 }
 
 int CXmlByteReader::readBlock(char* destination, int wanted) {
+    const int count = next_block(destination, wanted);
+    if (count > 0) given_ += count;
+    return count;
+}
+
+int CXmlByteReader::next_block(char* destination, int wanted) {
     if (converted) return converted->read(destination);
     if (cursor == blockEnd) {
         if (stream == nullptr) return -1;

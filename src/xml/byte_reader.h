@@ -50,11 +50,15 @@ public:
     /// from the stream. -1 for a malformed sequence or when that read fails.
     int decodeChar(const char* buffer, int& position, int count);
 
+    /// Bytes of the document that blocks gave so far.
+    long long given() const { return given_; }
+
     /// 0, -101 for a null stream, -102 when the block could not be allocated.
     int status() const { return status_; }
     int encoding() const { return code; }
 
 private:
+    int next_block(char* destination, int wanted);
     bool refill();
     int decode_utf8(const char* buffer, int& position, int count);
     int decode_utf16(const char* buffer, int& position, int count);
@@ -65,6 +69,7 @@ private:
     int capacity;
     CInputStream* stream;
     int status_ = 0;
+    long long given_ = 0;
     int code = XML_SINGLE_BYTE;
     std::unique_ptr<Utf8Input> converted;
 };

@@ -124,6 +124,8 @@ public:
     CRefString getInputEncoding() override { return encoding; }
     void setProcessNamespaces() override { processNamespaces = true; }
     int getErrorCode() override { return errorCode; }
+    /// Bytes of the document that were read so far, to the end of a block.
+    long long bytes_read() const { return reader ? reader->given() + CXmlByteReader::kBlockSize : 0; }
     /// What was thrown when reading failed; null before.
     const CXmlPullParserException* failure() const { return failure_ ? &*failure_ : nullptr; }
     int getAttributeCount() override { return attributeCount; }

@@ -219,6 +219,13 @@ TEST(NamedValue, anys_always_state_the_type) {
                 "\r\n<v>" + item);
     EXPECT_EQ(written(_Caldane_Any(_Caldane_Sequence<_Caldane_Long>{1}), false),
               "\r\n<v type=\"xsd:int[1]\">\r\n<item>1</item></v>");
+    // Uneven rows name a type of the encoding, whose prefix a literal envelope does not declare.
+    using Row = _Caldane_Sequence<_Caldane_Long>;
+    EXPECT_EQ(
+        written(_Caldane_Any(_Caldane_Sequence<Row>{{1}, {}}), false),
+        "\r\n<v xmlns:SOAP-ENC=\"http://schemas.xmlsoap.org/soap/encoding/\" type=\"SOAP-ENC:Array[2]\">"
+        "\r\n<item type=\"xsd:int[1]\">\r\n<item>1</item></item>"
+        "\r\n<item type=\"xsd:int[0]\"></item></v>");
 }
 
 TEST(NamedValue, nil_marks) {

@@ -9,6 +9,7 @@
 
 namespace {
 
+using soap_test::SoapReader;
 using soap_test::SoapWriter;
 
 const std::string kLiteralHead =
@@ -82,6 +83,30 @@ TEST_F(ReplyWriter, nothing_to_say_leaves_two_tags_on_two_lines) {
                                  "\r\n<SOAP-ENV:Body>\r\n<m:noteResponse xmlns:m=\"urn:bank\">"
                                  "\r\n</m:noteResponse>" +
                                  kTail);
+}
+
+// The namespace comes from the request: a reply made of it as it stood was no XML.
+TEST_F(ReplyWriter, any_namespace_can_be_read_again) {
+    const std::string utf8 = "urn:\xC3\xA9\xE2\x98\xBA";
+    const std::pair<std::string, std::string> table[] = {{"urn:a&b\"c'<d>", "urn:a&b\"c'<d>"},
+                                                         {"http://h/?a=b", "http://h/?a=b"},
+                                                         {"a\tb\nc", "a\tb\nc"},
+                                                         {"a\x01z", "a_z"},
+                                                         {utf8, utf8},
+                                                         {"\xE9&\x80", "\xC3\xA9&\xC2\x80"}};
+    for (const auto& [uri, read] : table) {
+        _Caldane_Parameter result;
+        _Caldane_ArgList args(nullptr, 0, result);
+        _Caldane_CallInfo info;
+        SoapWriter writer;
+        EXPECT_EQ(_SOAP_ReplyWriter("op", _Caldane_String(uri.c_str()), &args, &info).write(writer.out), 1);
+        SOA::getProperties().set("SOAP_UTF8_TEXT", "");
+        SoapReader reader;
+        const bool opened = reader.open(writer.body()) == 1 && reader.in.open_result() == 1;
+        SOA::getProperties().remove("SOAP_UTF8_TEXT");
+        EXPECT_TRUE(opened);
+        EXPECT_EQ(reader.in.operation_namespace(), read);
+    }
 }
 
 TEST_F(ReplyWriter, context_values_go_into_a_header_with_their_types) {

@@ -178,6 +178,29 @@ TEST(Envelope, the_property_limits_a_body) {
     EXPECT_TRUE(read());
 }
 
+TEST(Envelope, properties_limit_depth_and_attributes) {
+    struct Row {
+        const char* property;
+        const char* limit;
+        bool good;
+    };
+    const Row table[] = {{"SOAP_MAX_DEPTH", "5", true},       {"SOAP_MAX_DEPTH", "4", false},
+                         {"SOAP_MAX_DEPTH", "0", true},       {"SOAP_MAX_ATTRIBUTES", "3", true},
+                         {"SOAP_MAX_ATTRIBUTES", "2", false}, {"SOAP_MAX_ATTRIBUTES", "0", true}};
+    for (const Row& row : table) {
+        SOA::getProperties().set(row.property, row.limit);
+        SoapReader reader;
+        bool good = false;
+        try {
+            good = reader.open(envelope("<e:Body><r><a><b x='' y='' z=''/></a></r></e:Body>")) == 1 &&
+                   reader.in.open_result() == 1 && reader.in.close_result() == 1;
+        } catch (const CXmlPullParserException&) {
+        }
+        EXPECT_EQ(good, row.good) << row.property << ' ' << row.limit;
+        SOA::getProperties().remove(row.property);
+    }
+}
+
 TEST(Envelope, comes_from_a_socket) {
     int ends[2];
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
@@ -315,23 +338,30 @@ protected:
 const std::string kTexts = "<faultcode>e:Server</faultcode><faultstring>gone</faultstring>";
 
 TEST_F(Fault, a_declared_exception_comes_back_with_its_members) {
-    const FaultResult got = read(
-        "<e:Fault>" + kTexts +
-        "<detail><t:Failure xmlns:t='urn:t'><balance>7</balance><reason>none</reason></t:Failure></detail>"
-        "</e:Fault>");
-    EXPECT_EQ(got.result, 1);
-    const auto* failure = dynamic_cast<const Failure*>(got.stored);
-    ASSERT_NE(failure, nullptr);
-    EXPECT_EQ(failure->balance, 7);
-    EXPECT_EQ(failure->reason, "none");
-    EXPECT_EQ(failure->message_text(), "gone");
-    EXPECT_EQ(reader->in.close_envelope(), 1);
+    // An element without a namespace was looked for in the envelope's, which it inherits.
+    for (const auto& [start, end] :
+         {std::pair<std::string, std::string>{"t:Failure xmlns:t='urn:t'", "t:Failure"},
+          {"Failure xmlns='urn:t'", "Failure"},
+          {"Failure", "Failure"},
+          {"Failure xmlns='" + kEnv + "'", "Failure"}}) {
+        const FaultResult got =
+            read("<e:Fault>" + kTexts + "<detail><" + start + "><balance>7</balance><reason>none</reason></" +
+                 end + "></detail></e:Fault>");
+        EXPECT_EQ(got.result, 1);
+        const auto* failure = dynamic_cast<const Failure*>(got.stored);
+        ASSERT_NE(failure, nullptr) << start;
+        EXPECT_EQ(failure->balance, 7);
+        EXPECT_EQ(failure->reason, "none");
+        EXPECT_EQ(failure->message_text(), "gone");
+        EXPECT_EQ(reader->in.close_envelope(), 1);
+    }
 }
 
 TEST_F(Fault, what_is_not_declared_is_a_system_exception_of_kind_0) {
     for (const std::string& detail :
          {std::string(), std::string("<detail/>"), std::string("<detail></detail>"),
-          std::string("<detail>text</detail>"), std::string("<detail><t:Other xmlns:t='urn:t'/></detail>")}) {
+          std::string("<detail>text</detail>"), std::string("<detail><t:Other xmlns:t='urn:t'/></detail>"),
+          std::string("<detail><t:Failure xmlns:t='urn:other'/></detail>")}) {
         const FaultResult got = read("<e:Fault>" + kTexts + detail + "</e:Fault>");
         EXPECT_EQ(got.result, 1) << detail;
         const auto* system = dynamic_cast<const _Caldane_SystemException*>(got.stored);

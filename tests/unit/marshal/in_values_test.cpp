@@ -216,6 +216,15 @@ TEST(InUnion, discriminator_then_member_whatever_their_names) {
     EXPECT_FALSE(read(value, "text", true));
 }
 
+// IDL has unions without a member for some values; such a value goes out as its discriminator alone.
+TEST(InUnion, a_value_without_member_is_its_discriminator_alone) {
+    Bare bare;
+    bare.discriminator(5);
+    expect_round_trip("no member", bare);
+    EXPECT_FALSE(read(bare, "<u><choice>5</choice><one>7</one></u>", true));
+    EXPECT_FALSE(read(bare, "<u><choice>1</choice></u>", true));
+}
+
 TEST(InAny, learns_its_type_from_the_message) {
     struct Row {
         const char* text;
@@ -333,16 +342,16 @@ TEST(InAny, refuses) {
     EXPECT_TRUE(value.value().is_null());
 }
 
-TEST(InAny, arrays_as_long_as_the_message_is_and_a_million_elements_that_never_came) {
+TEST(InAny, arrays_as_long_as_the_message_is_and_few_elements_that_never_came) {
     // Elements that are missing from a literal array are nil, and once cost nothing, however many there were.
     const auto literal = [](int declared) {
         return "<v type='xsd:string[" + std::to_string(declared) + "]'/>";
     };
     _Caldane_Any value;
-    EXPECT_TRUE(read(value, literal(1'000'000), false));
-    EXPECT_FALSE(read(value, literal(1'000'001), false));
+    EXPECT_TRUE(read(value, literal(1'000), false));
+    EXPECT_FALSE(read(value, literal(2'000), false));
     // Those that came once counted against that as well.
-    constexpr int kCame = 1'000'001;
+    constexpr int kCame = 300'000;
     std::string text = "<v xsi:type='xsd:int[" + std::to_string(kCame) + "]'>";
     for (int i = 0; i < kCame; ++i) text += "<i>7</i>";
     ASSERT_TRUE(read(value, text + "</v>", true));

@@ -68,6 +68,17 @@ public:
     }
 };
 
+/// A union that has no member for most of its values.
+class Bare final : public _Caldane_Union<Bare, _Caldane_Long, _Caldane_Long> {
+public:
+    static const _Caldane_UnionInfo& _info() {
+        static constexpr std::string_view kMembers[] = {"one"};
+        static constexpr _Caldane_Case kCases[] = {{1, 0}};
+        static constexpr _Caldane_UnionInfo kInfo{{"IDL:t/Bare:1.0", "Bare", "urn:t"}, kMembers, kCases};
+        return kInfo;
+    }
+};
+
 /// A tree: a struct that holds itself through a sequence.
 class Node final : public _Caldane_Struct<Node> {
 public:
