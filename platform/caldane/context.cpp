@@ -4,9 +4,12 @@
 #include <algorithm>
 
 #include <caldane/primitive.h>
+#include <caldane/soa.h>
 #include <caldane/tx_type.h>
 #include <caldane/type_ref.h>
 #include <caldane/value_support.h>
+
+#include "broker_settings.h"
 
 namespace {
 
@@ -71,6 +74,18 @@ bool _Caldane_NVList::item(_Caldane_ULong index, _Caldane_NamedValue*& out) cons
     return out != nullptr;
 }
 
+_Caldane_Context::Messages::Messages() : context_(SOA::get_default_context()) {
+    ++context_.in_messages;
+}
+
+_Caldane_Context::Messages::~Messages() {
+    --context_.in_messages;
+}
+
+void _Caldane_Context::mark_received() {
+    for (const auto& value : values) value->received_ = true;
+}
+
 void _Caldane_Context::delete_values(std::string_view pattern) {
     if (values.empty()) return;
     std::erase_if(values, [pattern](const auto& value) { return matches(value->name(), pattern); });
@@ -90,7 +105,9 @@ bool _Caldane_Context::get_one_value(std::string_view name, _Caldane_AnyRef targ
 _Caldane_NVList* _Caldane_Context::get_values(std::string_view pattern) const {
     auto* list = new _Caldane_NVList;
     if (list == nullptr) return nullptr;
+    const bool own_only = in_messages > 0 && broker_setting("no_context_relay").is_set();
     for (const auto& value : values) {
+        if (own_only && value->received()) continue;
         if (matches(value->name(), pattern)) list->values.push_back(value);
     }
     return list;
@@ -99,6 +116,7 @@ _Caldane_NVList* _Caldane_Context::get_values(std::string_view pattern) const {
 void _Caldane_Context::set_one_value(const _Caldane_String& name, _Caldane_AnyConstRef value) {
     std::shared_ptr<_Caldane_NamedValue> own(new _Caldane_NamedValue(name, value));
     if (own == nullptr) return;
+    own->received_ = in_messages > 0;
     const auto same = std::find_if(values.begin(), values.end(), [&name](const auto& present) {
         return std::string_view(present->name()) == std::string_view(name);
     });

@@ -2,6 +2,7 @@
 #include <caldane/calls.h>
 #include <caldane/exceptions.h>
 #include <caldane/servant.h>
+#include <caldane/soa.h>
 #include <caldane/transport.h>
 
 #include "object_adapter.h"
@@ -33,7 +34,7 @@ public:
     void fail(std::int32_t kind, const std::string& message) {
         _Caldane_SystemException exception(kind);
         exception._put_message(_Caldane_String(message));
-        frame.marshal_exception(call, exception);
+        send(exception);
     }
 
     bool read(_Caldane_ArgList& args) override {
@@ -57,6 +58,7 @@ public:
     }
 
     void reply(_Caldane_ArgList& args) override {
+        const _Caldane_Context::Messages messages;
         replied = frame.marshal_reply(call, args) != _Caldane_FALSE;
     }
 
@@ -64,13 +66,18 @@ public:
     bool replied = false;
 
 private:
+    void send(_Caldane_ExceptionBase& exception) {
+        const _Caldane_Context::Messages messages;
+        frame.marshal_exception(call, exception);
+    }
+
     void answer(_Caldane_ExceptionBase& exception) {
         for (std::size_t i = 0; i < declared.count; ++i) {
             if (!declared.table[i].matches(exception)) continue;
             const _Caldane_String own = exception.message_text();
             exception._put_message(
                 _Caldane_String(own.empty() ? short_name(exception) : xml_safe(std::string_view(own))));
-            frame.marshal_exception(call, exception);
+            send(exception);
             return;
         }
         fail(_Caldane_SystemException::UNKNOWN,
@@ -108,6 +115,7 @@ _SOA_IncomingCall::_SOA_IncomingCall(_Caldane_Transport_ServerFrame& frame, cons
 _SOA_IncomingCall::~_SOA_IncomingCall() = default;
 
 _Caldane_Boolean _SOA_IncomingCall::invoke() {
+    SOA::get_default_context().mark_received();  // the transport has read the request's header
     FramedRequest request(*this, frame_);
     serve(request, target_key_, oper());
     frame_.finished(*this);

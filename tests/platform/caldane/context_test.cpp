@@ -9,6 +9,8 @@
 #include <caldane/soa.h>
 #include <caldane/type_ref.h>
 
+#include "broker_fixtures.h"
+
 namespace {
 
 std::string names(const _Caldane_Context& context, std::string_view pattern) {
@@ -99,6 +101,73 @@ TEST(Context, EachThreadHasItsOwn) {
     std::thread([] { EXPECT_EQ(names(SOA::get_default_context(), "*"), ""); }).join();
     EXPECT_EQ(names(SOA::get_default_context(), "*"), "mine ");
     SOA::get_default_context().delete_values("*");
+}
+
+// A request brings one entry; its servant sets another and calls a third object, whose reply brings one more.
+TEST(Context, WhatMessagesBringIsSentOnUnlessThatIsSwitchedOff) {
+    static _Caldane_Context& context = SOA::get_default_context();
+    static _Caldane_Long number = 1;
+    static const auto set = [](const char* name) { context.set_one_value(name, _Caldane_AnyRef(number)); };
+    static std::string in_call;
+    static std::string seen;
+
+    class Relay final : public Depot::POA_Store {
+        std::int32_t take(const _Caldane_String&, bool, std::int32_t&, _Caldane_String&) override {
+            return 1;
+        }
+        void ring() override {
+            set("own");
+            Depot::Store::_narrow(Caldane::string_to_object("http://127.0.0.1:1/next")).ring();
+            seen = names(context, "*");
+        }
+    };
+    struct Frame final : _Caldane_Transport_ServerFrame {
+        _Caldane_Boolean demarshal_args(_SOA_Call&, _Caldane_ArgList&) override { return _Caldane_TRUE; }
+        _Caldane_Boolean marshal_reply(_SOA_Call&, _Caldane_ArgList&) override {
+            sent = names(context, "*");
+            return _Caldane_TRUE;
+        }
+        _Caldane_Boolean marshal_exception(_SOA_Call&, _Caldane_ExceptionBase&) override {
+            sent = names(context, "*");
+            return _Caldane_TRUE;
+        }
+        std::string sent;
+    };
+    const struct {
+        const char* name;
+        bool is_off;
+        const char* operation;
+        const char* in_call;
+        const char* in_reply;
+    } cases[] = {
+        {"sent on", false, "ring", "request own ", "request own reply "},
+        {"own alone", true, "ring", "own ", "own "},
+        {"with a fault", false, "nothing of that name", "", "request "},
+        {"own alone with a fault", true, "nothing of that name", "", ""},
+    };
+    auto* const transport = new FakeTransport(&fake_server());
+    transport->act = [](_Caldane_OutboundCall&) {
+        in_call = names(context, "*");
+        set("reply");
+        return 1;
+    };
+    const _Caldane_Transport_Info::Registration registration(transport);
+    Relay relay;
+    SOA::publish(relay, "relay", "127.0.0.1:0/relay");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        in_call.clear();
+        if (c.is_off) SOA::getProperties().set("no_context_relay", "");
+        set("request");
+        Frame frame;
+        _Caldane_CallInfo info;
+        _SOA_IncomingCall(frame, "relay", "", c.operation, "", "", info, nullptr).invoke();
+        EXPECT_EQ(in_call, c.in_call);
+        EXPECT_EQ(frame.sent, c.in_reply);
+        context.delete_values("*");
+        SOA::getProperties().remove("no_context_relay");
+    }
+    EXPECT_EQ(seen, "request own reply ") << "the servant sees all, whatever is sent";
 }
 
 TEST(ResourceCounter, NeverGivesMoreThanItsLimitAndNeverFallsBelowZero) {

@@ -4,12 +4,14 @@
 #include <caldane/arg_list.h>
 #include <caldane/boolean.h>
 #include <caldane/call_info.h>
+#include <caldane/context.h>
 #include <caldane/object.h>
 #include <caldane/string.h>
 
 class _Caldane_Transport_ServerFrame;
 
-/// A call on its way out, as a transport's client gets it. Refers to what its maker holds for the call.
+/// A call on its way out, as a transport's client gets it. Refers to what its maker holds for the call; is
+/// made and carried on one thread.
 class _Caldane_OutboundCall {
 public:
     _Caldane_OutboundCall(_Caldane_CallInfo& info, const _Caldane_Object& target, _Caldane_ArgList& args,
@@ -29,6 +31,7 @@ private:
     _Caldane_ArgList& args_;
     const _Caldane_String& oper_;
     const _Caldane_String& intf_id_;
+    const _Caldane_Context::Messages messages_;
 };
 
 /// A call that a servant is to answer.

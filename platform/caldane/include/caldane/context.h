@@ -25,7 +25,12 @@ public:
     _Caldane_AnyRef& value() { return value_; }
     const _Caldane_AnyRef& value() const { return value_; }
 
+    /// It came with a message, and was not set by this process.
+    [[nodiscard]] bool received() const { return received_; }
+
 private:
+    friend class _Caldane_Context;
+
     union Primitive {
         short short_value;
         unsigned short ushort_value;
@@ -44,6 +49,7 @@ private:
     Primitive primitive{};
     _Caldane_TxType* object = nullptr;
     _Caldane_AnyRef value_;
+    bool received_ = false;
 };
 
 /// The values of a context at one moment, in the order in which their names were first set. It shares them
@@ -66,6 +72,9 @@ private:
 /// here is locked: on a server a request has the context of its worker, on a client what the calling thread
 /// set is sent.
 ///
+/// What a message brings is put here too, and goes out with the thread's next messages as if it had been set,
+/// but where the property `no_context_relay` is set.
+///
 /// A pattern is a name, or the beginning of names with a `*` behind it; `*` alone matches all.
 class _Caldane_Context {
 public:
@@ -74,6 +83,22 @@ public:
     _Caldane_Context& operator=(const _Caldane_Context&) = delete;
 
     void delete_values(std::string_view pattern);
+
+    /// While it lives, messages of this thread are written and read: values that are set came with one, and
+    /// the values that are given are those to be sent.
+    class Messages {
+    public:
+        Messages();
+        ~Messages();
+        Messages(const Messages&) = delete;
+        Messages& operator=(const Messages&) = delete;
+
+    private:
+        _Caldane_Context& context_;
+    };
+
+    /// All values that are there came with a message.
+    void mark_received();
 
     std::size_t size() const { return values.size(); }
     bool has(std::string_view name) const;
@@ -91,4 +116,5 @@ public:
 
 private:
     std::vector<std::shared_ptr<_Caldane_NamedValue>> values;
+    int in_messages = 0;
 };
