@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "streams/stream.h"
@@ -64,6 +65,7 @@ public:
     int write(const char* data, int length) override {
         const std::size_t count = std::min(room - all.size(), static_cast<std::size_t>(length));
         writes.emplace_back(data, static_cast<std::size_t>(length));
+        if (std::exchange(more, false)) announced.push_back(writes.size() - 1);
         all.append(data, count);
         return static_cast<int>(count);
     }
@@ -72,15 +74,18 @@ public:
     void close() override { ++closes; }
     int status() override { return kStreamGood; }
     void abandon() override { abandoned = true; }
+    void more_follows() override { more = true; }
 
-    std::string all;                  ///< what was taken
-    std::vector<std::string> writes;  ///< what was offered
+    std::string all;                     ///< what was taken
+    std::vector<std::string> writes;     ///< what was offered
+    std::vector<std::size_t> announced;  ///< those of which it was told that another follows
     int flushes = 0;
     int closes = 0;
     bool abandoned = false;  ///< told so; keeps what is written all the same
 
 private:
     std::size_t room;
+    bool more = false;
 };
 
 /// Tells by a flag that it was deleted: for tests of ownership.

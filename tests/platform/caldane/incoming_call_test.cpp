@@ -125,12 +125,18 @@ TEST_F(IncomingCall, AnswersOneWayOperationsToo) {
 }
 
 TEST_F(IncomingCall, NamesWhatItCannotFindWithoutLettingMarkupThrough) {
+    const std::string limit(200, 'k');
+    const std::string cut = limit.substr(1);
     const struct {
-        const char* key;
+        std::string key;
         const char* operation;
         const char* id;
         std::string message;
     } cases[] = {
+        {limit, "take", "IDL:Caldane/INV_OBJREF:1.0", "no object under the key '" + limit + "'"},
+        {limit + "k", "take", "IDL:Caldane/INV_OBJREF:1.0", "no object under the key '" + limit + "...'"},
+        {cut + "\xC3\xA9", "take", "IDL:Caldane/INV_OBJREF:1.0", "no object under the key '" + cut + "...'"},
+        {cut + "\xFF\xFF", "take", "IDL:Caldane/INV_OBJREF:1.0", "no object under the key '" + cut + "?...'"},
         {"a<b>&\x02", "take", "IDL:Caldane/INV_OBJREF:1.0", "no object under the key 'a&lt;b&gt;&amp;'"},
         {"", "take", "IDL:Caldane/INV_OBJREF:1.0", "no object under the key ''"},
         {"sto\xC3re", "take", "IDL:Caldane/INV_OBJREF:1.0", "no object under the key 'sto?re'"},
@@ -139,13 +145,11 @@ TEST_F(IncomingCall, NamesWhatItCannotFindWithoutLettingMarkupThrough) {
     };
     for (const auto& c : cases) {
         fresh_frame();
-        EXPECT_FALSE(call(c.key, c.operation));
+        EXPECT_FALSE(call(c.key.c_str(), c.operation));
         EXPECT_EQ(frame_->log, "exception finished");
         EXPECT_EQ(frame_->id, c.id);
         EXPECT_EQ(frame_->message, c.message);
     }
-    call(std::string(5000, 'k').c_str(), "take");
-    EXPECT_LT(frame_->message.size(), 300U);
 }
 
 TEST_F(IncomingCall, UnreadableArgumentsNeverReachTheServant) {

@@ -199,6 +199,12 @@ TEST(Views, UnionFollowsItsDiscriminator) {
 }
 
 TEST(Views, UnionWithDefaultTakesTheFirstFreeLabel) {
+    // In whatever order the cases stand.
+    static constexpr std::string_view kMembers[] = {"case", "default"};
+    static constexpr _Caldane_Case kCases[] = {{1, 0}, {0, 0}, {3, 0}};
+    constexpr _Caldane_UnionInfo kInfo({"IDL:x:1.0", "x", ""}, kMembers, kCases, 1);
+    EXPECT_EQ(kInfo.label_of(1), 2);
+    EXPECT_EQ(kInfo.select(2), 1U);
     Choice choice;
     EXPECT_EQ(choice.active_index(), 1u);
     choice.text("x");

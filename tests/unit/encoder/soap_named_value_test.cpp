@@ -91,6 +91,9 @@ TEST(NamedValue, strings_and_enums) {
     expect_text("null string", _Caldane_String(), "\r\n<v xsi:type=\"xsd:string\" xsi:null=\"1\"/>",
                 "\r\n<v xsi:null=\"1\"/>");
     expect_text("enum", Color(Color::GREEN), "\r\n<v>GREEN</v>", "\r\n<v>GREEN</v>");
+    Color none;
+    none.value(77);
+    expect_text("enum without a name", none, "\r\n<v></v>", "\r\n<v></v>");
 }
 
 TEST(NamedValue, structs_unions_and_exceptions) {
@@ -249,6 +252,18 @@ TEST(NamedValue, nil_marks) {
                 "\r\n<v/>");
     expect_text("string", nil(_Caldane_String("x")), "\r\n<v xsi:type=\"xsd:string\">x</v>", "\r\n<v/>");
     expect_text("enum", nil(Color()), "\r\n<v>RED</v>", "\r\n<v/>");
+}
+
+TEST(NamedValue, the_type_is_told_once) {
+    SoapWriter writer;
+    const Point point;
+    _SOAP_NamedValue value("v", _Caldane_AnyConstRef(point));
+    value.typed = true;
+    value.write(writer.out);
+    value.write(writer.out);
+    const std::string members = "\r\n<x>0</x>\r\n<y>0</y></v>";
+    EXPECT_EQ(renumbered(writer.body()),
+              "\r\n<v xmlns:m1=\"urn:t\" xsi:type=\"m1:Spot\">" + members + "\r\n<v>" + members);
 }
 
 TEST(NamedValue, free_attributes_stand_before_the_type) {

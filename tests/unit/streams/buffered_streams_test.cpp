@@ -103,7 +103,8 @@ TEST(MemoryBuffer, SaysSoWhenThereIsNoMemoryForItsFirstBlock) {
 struct BlockCase {
     const char* name;
     std::vector<std::size_t> pieces;
-    std::vector<std::size_t> writes;  // lengths of the writes that reach the sink
+    std::vector<std::size_t> writes;          // lengths of the writes that reach the sink
+    std::vector<std::size_t> announced = {};  // those of which the sink is told that another follows at once
 };
 
 // A piece that does not fit beside what is held pushes that out; one larger than a block goes straight
@@ -112,7 +113,8 @@ const BlockCase kBlockCases[] = {
     {"NothingWritten", {}, {}},
     {"FitsExactly", {512}, {512}},
     {"OneByteMore", {512, 1}, {512, 1}},
-    {"HeldThenStraight", {10, 1000}, {10, 1000}},
+    {"HeldThenStraight", {10, 1000}, {10, 1000}, {0}},
+    {"HeldTwiceThenStraight", {10, 600, 10, 600}, {10, 600, 10, 600}, {0, 2}},
     {"StraightFromEmpty", {513}, {513}},
     {"GathersAfterStraight", {513, 3, 4}, {513, 7}},
     {"FullBlockBehindHeld", {1, 512}, {1, 512}},
@@ -137,6 +139,7 @@ TEST(BlockBuffer, CutsWritesIntoBlocks) {
         std::vector<std::size_t> lengths;
         for (const std::string& write : sink.writes) lengths.push_back(write.size());
         EXPECT_EQ(lengths, c.writes);
+        EXPECT_EQ(sink.announced, c.announced);
         EXPECT_EQ(sink.all, expected);
         EXPECT_EQ(sink.flushes, 0);
     }

@@ -95,6 +95,23 @@ TEST(RefString, ReadsNumbersAsTheCLibraryDoes) {
     }
 }
 
+#if !defined(__SANITIZE_ADDRESS__)
+// Texts of up to 47 bytes are made of blocks that earlier ones gave back.
+TEST(RefString, ShortTextsUseTheirBlocksAgain) {
+    for (const std::size_t length : {1U, 46U, 47U, 48U, 49U}) {
+        const std::string text(length, 'x');
+        for (const bool again : {false, true}) {
+            PEL_Fault::fail_allocation(0);
+            CRefString made;
+            ASSERT_TRUE(CRefString::create(made, text.data(), length));
+            EXPECT_EQ(made.view(), text);
+            const long expected = length > 47 ? 1 : 0;
+            EXPECT_TRUE(!again || PEL_Fault::allocations() == expected) << length;
+        }
+    }
+}
+#endif
+
 TEST(RefString, IsEmptyWhereMemoryEnds) {
     const std::string text(100, 'x');  // no block in reserve would do
     const long tried = with_each_allocation_failing([&] {
