@@ -22,7 +22,7 @@ class PiecewiseInputStream final : public CInputStream {
 public:
     PEL_HEAP_OBJECT
 
-    PiecewiseInputStream(std::string_view text, int step)
+    explicit PiecewiseInputStream(std::string_view text, int step = 1 << 20)
         : bytes(text.begin(), text.end()), piece(static_cast<std::size_t>(step)) {
         bytes.shrink_to_fit();
     }

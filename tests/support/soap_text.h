@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -11,6 +9,7 @@
 #include "marshal/soap_in_stream.h"
 #include "marshal/soap_out_stream.h"
 #include "streams/stream.h"
+#include "support/piecewise_stream.h"
 
 namespace soap_test {
 
@@ -29,31 +28,6 @@ public:
 
 private:
     std::string& text;
-};
-
-/// Gives out a text, at most `piece` bytes at a time.
-class MemorySource final : public CInputStream {
-public:
-    explicit MemorySource(std::string from, int piece_size = 1 << 20)
-        : text(std::move(from)), piece(piece_size) {}
-    int get() override {
-        char c;
-        return read(&c, 1) == 1 ? static_cast<unsigned char>(c) : -1;
-    }
-    int read(char* buffer, int length) override {
-        const std::size_t now =
-            std::min({static_cast<std::size_t>(length), static_cast<std::size_t>(piece), text.size() - at});
-        std::memcpy(buffer, text.data() + at, now);
-        at += now;
-        return static_cast<int>(now);
-    }
-    int available() override { return -1; }
-    int status() override { return 0; }
-
-private:
-    std::string text;
-    int piece;
-    std::size_t at = 0;
 };
 
 /// A request being written into memory, by default with Content-Length and in literal mode.
@@ -85,10 +59,14 @@ class SoapReader {
 public:
     SoapReader() : message(HTTP_CLIENT_SIDE) { in.attach(&message, kVqNoSocket, nullptr); }
 
-    /// Reads a whole body up to the content of `Body`.
+    /// Reads a message up to the content of `Body`.
+    int open_message(const std::string& bytes, int piece = 1 << 20) {
+        return in.open_envelope_from(std::make_unique<PiecewiseInputStream>(bytes, piece));
+    }
+    /// The same for a body with a head.
     int open(const std::string& body) {
-        std::string head = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n";
-        return in.open_envelope_from(std::make_unique<MemorySource>(head + body));
+        return open_message("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
+                            body);
     }
 
     /// Puts `values` into an envelope and reads up to the first of them; `attributes` go to the element

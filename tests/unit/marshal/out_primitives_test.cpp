@@ -36,18 +36,12 @@ TEST(OutPrimitives, texts) {
         {[](auto& out) { out.marshal(_Caldane_FALSE); }, "false"},
         {[](auto& out) { out.marshal(_Caldane_TypeRef::tk_except); }, "22"},
         {[](auto& out) { out.marshal_backptr(8); }, "-1</><>8"},
-        {[](auto& out) { out.marshal('<'); }, "&lt;"},
-        {[](auto& out) { out.marshal('>'); }, "&gt;"},
-        {[](auto& out) { out.marshal('"'); }, "&quot;"},
-        {[](auto& out) { out.marshal('\''); }, "&apos;"},
-        {[](auto& out) { out.marshal('&'); }, "&amp;"},
-        {[](auto& out) { out.marshal('\x01'); }, "\x01"},
-        {[](auto& out) { out.marshal('\x7f'); }, "\x7f"},
-        {[](auto& out) { out.marshal('\x80'); }, "\xc2\x80"},
-        {[](auto& out) { out.marshal('\xe9'); }, "\xc3\xa9"},
-        {[](auto& out) { out.marshal('\xff'); }, "\xc3\xbf"},
     };
     for (const Row& row : table) EXPECT_EQ(written(row.write), row.text);
+    const std::pair<char, const char*> characters[] = {
+        {'<', "&lt;"},    {'>', "&gt;"},    {'"', "&quot;"},      {'\'', "&apos;"},     {'&', "&amp;"},
+        {'\x01', "\x01"}, {'\x7f', "\x7f"}, {'\x80', "\xc2\x80"}, {'\xe9', "\xc3\xa9"}, {'\xff', "\xc3\xbf"}};
+    for (const auto& [c, text] : characters) EXPECT_EQ(written([c = c](auto& out) { out.marshal(c); }), text);
 }
 
 TEST(OutPrimitives, strings_escape_five_characters_and_nothing_else) {

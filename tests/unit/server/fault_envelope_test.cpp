@@ -28,7 +28,7 @@ public:
 class Reply {
 public:
     explicit Reply(bool encoded) : message(HTTP_SERVER_SIDE) {
-        soap_test::MemorySource request("POST /p HTTP/1.1\r\n\r\n");
+        PiecewiseInputStream request("POST /p HTTP/1.1\r\n\r\n");
         EXPECT_EQ(message.ReadHeader(static_cast<CInputStream*>(&request)), 1);
         out.attach(&message, kVqNoSocket, nullptr);
         out.set_rpc_encoding(encoded);

@@ -34,7 +34,7 @@ public:
     bool open() {
         in.attach(&message, kVqNoSocket, nullptr);
         out.attach(&message, kVqNoSocket, nullptr);
-        return in.open_envelope_from(std::make_unique<soap_test::MemorySource>(request)) == 1 &&
+        return in.open_envelope_from(std::make_unique<PiecewiseInputStream>(request)) == 1 &&
                in.open_result() == 1 &&
                out.open_body_over(std::make_unique<soap_test::MemorySink>(wire)) == 1;
     }

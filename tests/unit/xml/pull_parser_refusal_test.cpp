@@ -62,6 +62,8 @@ const Document kRefusals[] = {
     {"DoctypeInSmallLetters", "<!doctype a>", "!-114 Did not get expected character: D @1:3"},
     {"DeclarationNotFirst", " <?xml version='1.0'?>",
      "!-127 Processing Instructions should not start with 'xml' @1:5"},
+    {"DeclarationBehindATag", "<a></a><?xml version='1.0'?>",
+     "<a></a>!-127 Processing Instructions should not start with 'xml' @1:11"},
     {"DeclarationOnLineTwo", "\n<?xml version='1.0'?>",
      "!-127 Processing Instructions should not start with 'xml' @2:5"},
     {"InstructionNamedXml", "<?xml-stylesheet a='b'?>",

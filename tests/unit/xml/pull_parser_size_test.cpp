@@ -80,6 +80,14 @@ const Large kLarge[] = {
      [] { return "<r><a" + repeated(6 * kMany, " id='x'") + "></a ></r>"; }, -131},
     {"DeclarationsFromDeepToShallow",
      [] { return repeated(kMany, "<a>") + repeated(kMany, "</a><b xmlns='u'/>"); }, 0},
+    {"ManyElementsWithoutEnd",
+     [] { return "<r>" + repeated(60'000, "<b id='1'>" + std::string(40, 'x') + "</B>") + "</r>"; }, 0},
+    {"ManyReferencesAhead",
+     [] {
+         return "<r>" + numbered(20'000, "<a href=\"#i", "\"/>") +
+                numbered(20'000, "<b id=\"i", "\">" + std::string(150, 'x') + "</b>") + "</r>";
+     },
+     0},
     {"NestedIds", [] { return numbered(20000, "<b id='", "'>"); }, -139},
 };
 
