@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "server/connection_task.h"
 
+#include <pelthread/thread.h>
 #include <vqsys/handle.h>
 #include <vqsys/net.h>
 
@@ -135,6 +136,7 @@ Found find_next(_SOAP_ConnectionList& list) {
         const int woken = vqBlockFor(list.handle(), 0);
         if (woken == 0) return take_ready(list);
         if (woken != kVqTimedOut) return {nullptr, true};
+        PEL_Thread::yield();  // the peer may need this processor to ask
     } while (Dispatcher::waiting() == 0 && std::chrono::steady_clock::now() < end);
     return {};
 }

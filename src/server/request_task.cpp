@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "server/request_task.h"
 
-#include <vqsys/names.h>
 #include <vqsys/net.h>
 #include <vqsys/text.h>
 
+#include <charconv>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -18,6 +19,19 @@ namespace {
 
 /// Bytes of a request that nobody read which are read off a kept connection before the next one.
 constexpr long kDrainLimit = 64 * 1024;
+
+/// An address in network byte order. Called for each request: the system's way takes a tenth of its time.
+std::string dotted(std::uint32_t address) {
+    unsigned char bytes[4];
+    std::memcpy(bytes, &address, sizeof bytes);
+    char text[16];
+    char* end = text;
+    for (const unsigned char byte : bytes) {
+        if (end != text) *end++ = '.';
+        end = std::to_chars(end, text + sizeof text, static_cast<unsigned>(byte)).ptr;
+    }
+    return std::string(text, end);
+}
 
 }  // namespace
 
@@ -88,7 +102,7 @@ void RequestTask::call() {
 /// Who calls, for the servant.
 SOA::Peer RequestTask::caller() const {
     SOA::Peer peer;
-    peer.address = vqInet_ntoa(connection.peer_address);
+    peer.address = dotted(connection.peer_address);
     peer.port = connection.peer_port;
     peer.secure = connection.channel != nullptr;
     return peer;
