@@ -3,9 +3,12 @@ PRESET ?= release
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 
-.PHONY: help demo test test-asan test-tsan test-debug test-clang test-packages check mutants fuzz bench format tidy tidy-changed install clean
+STALL_OPTIONS ?=
+
+.PHONY: help demo stall test test-asan test-tsan test-debug test-clang test-packages check mutants fuzz bench format tidy tidy-changed install clean
 help:
 	@echo "make demo        build and run a server and a client, and show their messages"
+	@echo "make stall       let thousands of connections stall, and time calls meanwhile"
 	@echo "make test        build everything and run every test"
 	@echo "make test-asan   the same under the address and undefined behaviour sanitizers"
 	@echo "make test-tsan   the concurrency tests under the thread sanitizer"
@@ -25,6 +28,13 @@ demo:
 	@cmake --build build -j $(JOBS) --target bank_server bank_client hello_server hello_client soap_tap soapcall
 	@rm -f build-demo.log
 	@scripts/demo build/bin
+
+stall:
+	@scripts/setup demo
+	@cmake --preset release -DSOAP_BUILD_TESTS=OFF -DSOAP_BUILD_BENCH=OFF > build-demo.log 2>&1 || { cat build-demo.log; exit 1; }
+	@cmake --build build -j $(JOBS) --target bank_server bank_client
+	@rm -f build-demo.log
+	@bench/stall build $(STALL_OPTIONS)
 
 test:
 	@scripts/setup test

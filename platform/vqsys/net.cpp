@@ -232,6 +232,11 @@ int vqNetClose(vqSocket* socket) {
     return vq_fail(errno);
 }
 
+int vqNetResetOnClose(vqSocket socket) {
+    const linger at_once{1, 0};
+    return outcome(setsockopt(socket, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once));
+}
+
 int vqNetShutdownWrite(vqSocket socket) {
     return outcome(shutdown(socket, SHUT_WR));
 }

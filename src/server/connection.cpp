@@ -67,6 +67,8 @@ bool _SOAP_Connection::asks() const {
 }
 
 void _SOAP_Connection::close() {
+    // Half a reply is of no use to the peer, and what its system does not take would stay in ours.
+    if (!outbox.empty()) vqNetResetOnClose(socket);
     stop_tls();
     vqNetClose(&socket);
     SOA::socketResource().release();

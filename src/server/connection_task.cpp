@@ -76,6 +76,21 @@ void make_room(_SOAP_ConnectionList& list) {
     }
 }
 
+/// True once the time for a whole handshake or request is over.
+bool is_overdue(const _SOAP_Connection& connection) {
+    return connection.last_deadline != DeadlineWheel::kNever && wait_clock() >= connection.last_deadline;
+}
+
+/// A request whose head has come is served as far as it came, as if its peer had ended its sending; anything
+/// else is not worth that.
+bool ends_input(_SOAP_Connection& connection) {
+    if (connection.phase == Phase::handshake && connection.channel != nullptr)
+        std::printf("SSL handshake fail, Couldn't connect\n");
+    if (connection.phase != Phase::request || !connection.framing.has_head()) return false;
+    connection.input_ended = true;
+    return true;
+}
+
 /// Goes on with one connection until it waits or is gone.
 void advance(_SOAP_Connection* connection) {
     _SOAP_ConnectionList& list = *connection->list;
@@ -90,6 +105,11 @@ void advance(_SOAP_Connection* connection) {
             list.last_task_begins(connection);
             Dispatcher::new_task(&serve_connection, connection);
             return;
+        }
+        // One that is never found waiting when the loop looks would otherwise go on for ever.
+        if (is_overdue(*connection)) {
+            if (!ends_input(*connection)) return end_connection(connection);
+            continue;
         }
         list.count_memory(*connection);
         const bool heavy = connection->counted != 0;
@@ -161,15 +181,11 @@ void expire_connection(_SOAP_Connection* connection) {
     if (connection->phase == Phase::reply && takes_reply(*connection) &&
         put_to_wait(connection, Next::writable))
         return list->task_ends();
-    const bool in_time = wait_clock() < connection->last_deadline;
-    const bool tries_again = connection->paused && in_time;
-    if (tries_again || (connection->phase == Phase::request && connection->framing.has_head())) {
-        connection->input_ended = !tries_again;
+    const bool tries_again = connection->paused && !is_overdue(*connection);
+    if (tries_again || ends_input(*connection)) {
         Dispatcher::new_task(&serve_connection, connection);
         return;
     }
-    if (connection->phase == Phase::handshake && connection->channel != nullptr)
-        std::printf("SSL handshake fail, Couldn't connect\n");
     end_connection(connection);
     list->task_ends();
 }

@@ -45,6 +45,10 @@ int vqNetSetTimeout(vqSocket socket, double seconds);
 /// Closes the socket and sets the handle to `kVqNoSocket`.
 int vqNetClose(vqSocket* socket);
 
+/// Has the close of the socket, which is to follow, reset the connection: what the system holds for a peer
+/// that does not take it is given back at once.
+int vqNetResetOnClose(vqSocket socket);
+
 /// Tells the peer that nothing more will be sent; reading goes on.
 int vqNetShutdownWrite(vqSocket socket);
 
