@@ -2,6 +2,7 @@
 #include "client/response_framing.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -35,9 +36,11 @@ bool announces_close(const CHttpMessage& response) {
 }
 
 bool promises_to_stay(const CHttpMessage& response) {
-    const bool by_its_version = response.GetMajorVersion() > 1 ||
-                                (response.GetMajorVersion() == 1 && response.GetMinorVersion() >= 1);
-    return !announces_close(response) && (by_its_version || has_option(response, kHttpKeepAlive));
+    if (announces_close(response)) return false;
+    // A server of this library never closes without a word. Others do, whatever their version promises.
+    const char* const server = response.GetIncomingHeader(kHttpServer);
+    const bool is_ours = server != nullptr && std::strcmp(server, kHttpServerName) == 0;
+    return is_ours || has_option(response, kHttpKeepAlive);
 }
 
 bool tells_its_length(const CHttpMessage& response) {
