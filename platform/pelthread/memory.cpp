@@ -67,6 +67,10 @@ void* PEL_array_resize(void* pointer, std::size_t size) noexcept {
     return size < 2 * kLargePage ? std::realloc(pointer, size == 0 ? 1 : size) : resize_large(pointer, size);
 }
 
+void PEL_trim() noexcept {
+    static_cast<void>(malloc_trim(0));
+}
+
 namespace PEL_Fault {
 
 void fail_allocation(long nth) noexcept {

@@ -7,7 +7,10 @@
 #include <string_view>
 
 IdTable::~IdTable() {
+    constexpr std::int64_t kMany = 1 << 18;
     PEL_array_delete(places);
+    // Tables of many sizes made the heap grow that would keep what they leave.
+    if (capacity > kMany) PEL_trim();
 }
 
 std::uint64_t IdTable::key_of(const CRefString& id) {

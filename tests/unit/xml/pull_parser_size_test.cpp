@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <chrono>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -215,6 +216,26 @@ TEST_P(HungryDocument, TakesFourTimesItsSizeAtMostAndGivesItBack) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Documents, HungryDocument, testing::ValuesIn(kHungry), soap_test::row_name);
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+long resident_pages() {
+    long total = 0;
+    long resident = 0;
+    std::ifstream("/proc/self/statm") >> total >> resident;
+    return resident;
+}
+
+// Thirty megabytes stayed with the process.
+TEST(PullParserMemory, OfManyIdsGoesBackToTheSystem) {
+    PiecewiseInputStream stream("<r>" + numbered(1'500'000, "<a id='", "'/>") + "</r>");
+    const long before = resident_pages();
+    {
+        CXmlPullParser parser(&stream);
+        while (parser.next() != XML_END_DOCUMENT) continue;
+    }
+    EXPECT_LT((resident_pages() - before) * 4096, 8 << 20);
+}
+#endif
 
 // Every allocation fails once: the document is read, or the error is that of memory, and nothing leaks. A
 // reference to a number became a zero byte.

@@ -18,6 +18,9 @@ void PEL_array_delete(void* pointer) noexcept;
 /// in large pages where the system has them.
 [[nodiscard]] void* PEL_array_resize(void* pointer, std::size_t size) noexcept;
 
+/// Gives memory that is free back to the system. Takes a while: for whoever has just given up megabytes.
+void PEL_trim() noexcept;
+
 /// Makes allocations fail on purpose, so that a test can walk every out-of-memory path. Per thread.
 namespace PEL_Fault {
 
