@@ -14,13 +14,16 @@
 
 namespace {
 
-constexpr auto kTick = std::chrono::milliseconds(5);
-/// Ticks without a waiting task after which the monitor rests.
-constexpr int kQuietTicks = 20;
-/// After so many ticks with tasks that wait too long it is asked whether the workers use the processors.
-constexpr int kLateTicks = 4;
-/// A task that has run for so many ticks is made up for even if it computes all the time.
-constexpr int kLongTicks = 10;
+// All in milliseconds.
+/// From tick to tick, and where workers are blocked: a task that waits for one of those waits for a tick.
+constexpr int kTick = 5;
+constexpr int kTickAmongBlocked = 1;
+/// Without a waiting task the monitor rests after so long.
+constexpr int kQuiet = 100;
+/// Each time that tasks have waited too long for so long it is asked whether the workers use the processors.
+constexpr int kLate = 20;
+/// A task that has run for so long is made up for even if it computes all the time.
+constexpr int kLong = 50;
 /// How many workers are added for each there is while all are stuck: from 2 to 250 in three steps, since on a
 /// loaded machine each step waits for its threads to be scheduled.
 constexpr std::size_t kGrowth = 4;
@@ -73,11 +76,12 @@ void WorkerPool::monitor() {
         monitor_wake.wait(lock, [this] { return monitor_armed; });
         int quiet = 0;
         queued_then = 0;
-        late_ticks = 0;
-        while (quiet < kQuietTicks) {
-            monitor_wake.wait_for(lock, kTick);
-            const std::size_t fresh = tick();
-            quiet = queued_then == 0 ? quiet + 1 : 0;
+        late = 0;
+        while (quiet < kQuiet) {
+            const int time = stuck != 0 ? kTickAmongBlocked : kTick;
+            monitor_wake.wait_for(lock, std::chrono::milliseconds(time));
+            const std::size_t fresh = tick(time);
+            quiet = queued_then == 0 ? quiet + time : 0;
             if (fresh == 0) continue;
             lock.unlock();
             start_threads(fresh);
@@ -89,17 +93,17 @@ void WorkerPool::monitor() {
 
 /// Marks the stuck workers, wakes what sleeps if hands are missing, and gives the number of threads to start,
 /// which are counted already.
-std::size_t WorkerPool::tick() {
+std::size_t WorkerPool::tick(int time) {
     for (Worker* worker : all) {
         const bool same_task = worker->has_task && worker->begun == worker->begun_then;
-        worker->same_ticks = same_task ? worker->same_ticks + 1 : 0;
+        worker->same_time = same_task ? worker->same_time + time : 0;
         worker->begun_then = worker->begun;
         if (!same_task || worker->stuck) continue;
         // One that only waits for its turn on a busy processor would not be helped by further threads.
-        worker->stuck = worker->same_ticks >= kLongTicks || thread_state(worker->thread_id) != 'R';
+        worker->stuck = worker->same_time >= kLong || thread_state(worker->thread_id) != 'R';
         if (worker->stuck) ++stuck;
     }
-    std::size_t missing = hands_missing();
+    std::size_t missing = hands_missing(time);
     popped_then = popped;
     queued_then = queued.load(std::memory_order_relaxed);
     while (missing != 0 && wake_one()) --missing;
@@ -112,19 +116,22 @@ std::size_t WorkerPool::tick() {
 }
 
 /// How many more workers the waiting tasks need, if some have waited for a whole tick.
-std::size_t WorkerPool::hands_missing() {
+std::size_t WorkerPool::hands_missing(int time) {
     const std::size_t count = queued.load(std::memory_order_relaxed);
     const std::uint64_t taken = popped - popped_then;
     const std::size_t now = threads.load(std::memory_order_relaxed);
     if (now == 0) return std::min(count, processors);
     if (count == 0 || taken >= queued_then) {
-        late_ticks = 0;
+        late = 0;
         return 0;
     }
     if (free_hands() == 0) return std::min(count, kGrowth * now);
     const std::size_t hands = free_hands();
     if (hands < processors) return std::min(count, processors - hands);
-    if (++late_ticks % kLateTicks != 0 || !workers_rest()) return 0;
+    late += time;
+    if (late < kLate) return 0;
+    late = 0;
+    if (!workers_rest()) return 0;
     return std::min(count, std::max<std::size_t>(1, now / 2));
 }
 

@@ -69,7 +69,8 @@ void WorkerPool::push(Dispatcher::Function function, void* argument) {
         ring[(head + count) & (ring.size() - 1)] = {function, argument};
         queued.store(count + 1, std::memory_order_release);
         if (count < lingering) return;
-        if (free_hands() < processors && wake_one()) return;
+        // Among many workers that are blocked, some that have just begun are about to be.
+        if (free_hands() < processors + stuck / 4 && wake_one()) return;
         if (free_hands() >= processors || workers() >= most_threads()) {
             arm_monitor(lock);
             return;

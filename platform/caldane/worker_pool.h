@@ -41,7 +41,7 @@ private:
         std::condition_variable wake;
         std::uint64_t begun = 0;       // tasks begun so far
         std::uint64_t begun_then = 0;  // the same at the monitor's last tick
-        int same_ticks = 0;            // ticks that found it in the same task
+        int same_time = 0;             // milliseconds that found it in the same task
         bool has_task = false;
         bool stuck = false;
         bool awake = true;
@@ -65,8 +65,8 @@ private:
 
     void arm_monitor(Lock& lock);
     void monitor();
-    std::size_t tick();
-    std::size_t hands_missing();
+    std::size_t tick(int time);
+    std::size_t hands_missing(int time);
     bool workers_rest() const;
 
     const std::size_t processors;
@@ -85,7 +85,7 @@ private:
     std::uint64_t popped = 0;
     std::uint64_t popped_then = 0;
     std::size_t queued_then = 0;
-    int late_ticks = 0;
+    int late = 0;  // milliseconds for which tasks have waited too long
     bool monitor_exists = false;
     bool monitor_armed = false;
     std::condition_variable monitor_wake;
