@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "server/connection_task.h"
 
-#include <pelthread/thread.h>
 #include <vqsys/handle.h>
 #include <vqsys/net.h>
 
@@ -156,7 +155,6 @@ Found find_next(_SOAP_ConnectionList& list) {
         const int woken = vqBlockFor(list.handle(), 0);
         if (woken == 0) return take_ready(list);
         if (woken != kVqTimedOut) return {nullptr, true};
-        PEL_Thread::yield();  // the peer may need this processor to ask
     } while (Dispatcher::waiting() == 0 && std::chrono::steady_clock::now() < end);
     return {};
 }
