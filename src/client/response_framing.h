@@ -17,8 +17,8 @@ inline constexpr std::chrono::seconds kTimeForOnewayReply{30};
 /// header (RFC 9112 9.6), in any case.
 [[nodiscard]] bool announces_close(const CHttpMessage& response);
 
-/// True if the response can be trusted to mean that its connection stays: it says "keep-alive", or comes from a
-/// server of this library. HTTP/1.1 alone (RFC 9112 9.3) is no such word: servers close without one.
+/// True if the response can be trusted to mean that its connection stays: it says "keep-alive", or comes from
+/// a server of this library. HTTP/1.1 alone (RFC 9112 9.3) is no such word: servers close without one.
 [[nodiscard]] bool promises_to_stay(const CHttpMessage& response);
 
 /// Statuses whose body may be a call's outcome, and 0, which no status line has given.

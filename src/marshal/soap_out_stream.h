@@ -84,8 +84,8 @@ public:
     }
     int put_string(const _Caldane_String& text);
 
-    /// The value of an attribute, with what none may hold as it is escaped: a namespace may be anybody's text.
-    /// Bytes that are no UTF-8 are taken for characters of ISO-8859-1, as which they came.
+    /// The value of an attribute, with what none may hold as it is escaped: a namespace may be anybody's
+    /// text. Bytes that are no UTF-8 are taken for characters of ISO-8859-1, as which they came.
     void put_value(const _Caldane_String& value);
 
     /// True while pieces are gathered into blocks, so that nobody can see how the text was cut up.

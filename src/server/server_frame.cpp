@@ -56,7 +56,8 @@ _Caldane_Boolean _SOAP_ServerFrame::marshal_exception(_SOA_Call&, _Caldane_Excep
     out_stream.open_body();
     out_stream.set_rpc_encoding(in_stream.rpc_encoding());
     bool written = write_fault(out_stream, FAULT_SERVER, &exception);
-    if (out_stream.text_refused() && out_stream.discard()) written = write_marshal_fault(FAULT_SERVER, kBadText);
+    if (out_stream.text_refused() && out_stream.discard())
+        written = write_marshal_fault(FAULT_SERVER, kBadText);
     out_stream.close_body();
     return truth(written);
 }
