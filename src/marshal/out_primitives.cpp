@@ -62,7 +62,7 @@ bool stands_in_attribute(std::string_view value) {
     constexpr std::size_t kEight = sizeof(std::uint64_t);
     if (value.size() < kEight) {
         char padded[kEight] = {'.', '.', '.', '.', '.', '.', '.', '.'};
-        std::memcpy(padded, value.data(), value.size());
+        if (!value.empty()) std::memcpy(padded, value.data(), value.size());
         return eight_stand_in_attribute(padded);
     }
     for (std::size_t at = 0; at + kEight < value.size(); at += kEight) {

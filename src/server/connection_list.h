@@ -106,6 +106,8 @@ public:
     /// Ends all traffic of connections that tasks are working on.
     void cut_tasks();
     int tasks() const { return tasks_.load(std::memory_order_acquire); }
+    /// True while somebody besides the server holds a reference: a task that has just ended.
+    bool is_shared() const { return references.load(std::memory_order_acquire) > 1; }
 
     /// Takes over the credentials of the connections' sessions, which it destroys when it goes itself.
     void keep_credentials(CSspiCredentials* of_sessions) { credentials = of_sessions; }

@@ -230,7 +230,8 @@ void _SOAP_Transport_Server::close_listeners() {
 bool _SOAP_Transport_Server::finish(double seconds) {
     constexpr int kStep = 2;  // milliseconds
     const std::int64_t end = deadline_in(seconds);
-    while (core->tasks() != 0 || core->has_replies()) {
+    // The process may end next: the last task is to be done with the list by then.
+    while (core->tasks() != 0 || core->has_replies() || core->is_shared()) {
         if (wait_clock() >= end) return false;
         if (core->usable() && vqBlockFor(core->handle(), kStep) == 0) static_cast<void>(serve_ready());
     }
