@@ -52,7 +52,7 @@ test-debug:
 	@scripts/setup test
 	cmake --preset debug -DSOAP_BUILD_BENCH=OFF
 	cmake --build --preset debug -j $(JOBS)
-	for program in build/debug/bin/*_test; do $$program --gtest_brief || exit 1; done
+	ctest --test-dir build/debug -j 4 --output-on-failure -LE single_threaded
 
 test-clang:
 	@scripts/setup clang
