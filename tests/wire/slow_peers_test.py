@@ -2,6 +2,7 @@
 """Peers that are slow, silent or cut off at any point of a conversation, plain and over TLS alike: each ends as the
 limits say, nothing of a conversation gets into another, and nothing is carried out that was not asked for whole."""
 import os
+import select
 import socket
 import ssl
 import sys
@@ -103,7 +104,9 @@ class Slow:
         with self.connect() as connection:
             connection.sendall(large)
             connection.sendall(deposit('stalled', 7, KEEP))
-            time.sleep(5)
+            hung_up = select.poll()
+            hung_up.register(connection, 0)
+            self.assertTrue(hung_up.poll(15_000), 'a reader that stalls is cut off')
             came = self.ends(connection, 20)
         self.assertNotIn(b'</SOAP-ENV:Envelope>', came)
         self.assertEqual(came.count(b'HTTP/1.1'), 1)
