@@ -4,7 +4,6 @@
 #include <netdb.h>
 #include <vqsys/net.h>
 
-#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -23,7 +22,6 @@ int vq_fail(int error_number) {
 }
 
 int vq_fail_lookup(int lookup_result) {
-    if (lookup_result == EAI_SYSTEM) return vq_fail(errno != 0 ? errno : EIO);
     last_error = {lookup_result, true};
     return lookup_result;
 }

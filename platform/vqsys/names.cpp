@@ -2,44 +2,26 @@
 #include <vqsys/names.h>
 
 #include <arpa/inet.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
 
+#include "host_lookup.h"
 #include "last_error.h"
 
 namespace {
 
 constexpr int kRecordSize = 20;
-constexpr int kMaxAddresses = 16;
 
 /// What the record of this thread's last look-up points into.
-struct LookedUp {
-    char name[NI_MAXHOST];
-    std::uint32_t addresses[kMaxAddresses];
-    const std::uint32_t* list[kMaxAddresses + 1];
+struct Kept {
+    FoundHost host;
+    const std::uint32_t* list[FoundHost::kMostAddresses + 1];
 };
-constinit thread_local LookedUp looked_up{};
+constinit thread_local Kept kept{};
 constexpr const char* kNoAliases[] = {nullptr};
-
-int keep_addresses(const addrinfo* found) {
-    int count = 0;
-    for (; found != nullptr && count < kMaxAddresses; found = found->ai_next) {
-        if (found->ai_family != AF_INET) continue;
-        sockaddr_in address{};
-        std::memcpy(&address, found->ai_addr, sizeof address);
-        looked_up.addresses[count] = address.sin_addr.s_addr;
-        looked_up.list[count] = &looked_up.addresses[count];
-        ++count;
-    }
-    looked_up.list[count] = nullptr;
-    return count;
-}
 
 }  // namespace
 
@@ -64,20 +46,16 @@ int vqNetIPGetHostname(char* buffer, int size) {
     return VQOK;
 }
 
-int vqNetIPGetHostByName(const char* name, vqHostEntry** result, vqHostEntry* record, int size) {
+int vqNetIPGetHostByName(const char* name, vqHostEntry** result, vqHostEntry* record, int size,
+                         double seconds) {
     if (name == nullptr || result == nullptr || record == nullptr || size < kRecordSize)
         return vq_fail(EINVAL);
-    addrinfo wanted{};
-    wanted.ai_family = AF_INET;
-    wanted.ai_socktype = SOCK_STREAM;
-    wanted.ai_flags = AI_CANONNAME;
-    addrinfo* found = nullptr;
-    if (const int failure = getaddrinfo(name, nullptr, &wanted, &found)) return vq_fail_lookup(failure);
-    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> all(found, &freeaddrinfo);
-    if (keep_addresses(found) == 0) return vq_fail_lookup(EAI_NONAME);
-    const char* canonical = found->ai_canonname != nullptr ? found->ai_canonname : name;
-    std::snprintf(looked_up.name, sizeof looked_up.name, "%s", canonical);
-    *record = vqHostEntry{looked_up.name, kNoAliases, AF_INET, 4, looked_up.list};
+    const LookUp found = seconds > 0 ? look_up_within(name, seconds, kept.host) : look_up(name, kept.host);
+    if (found.lookup_failure != 0) return vq_fail_lookup(found.lookup_failure);
+    if (found.error_number != 0) return vq_fail(found.error_number);
+    for (int i = 0; i < kept.host.count; ++i) kept.list[i] = &kept.host.addresses[i];
+    kept.list[kept.host.count] = nullptr;
+    *record = vqHostEntry{kept.host.name, kNoAliases, AF_INET, 4, kept.list};
     *result = record;
     return VQOK;
 }

@@ -9,9 +9,10 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
+#include <cerrno>
 
 #include "addressing/url.h"
+#include "client/proxy_tunnel.h"
 #include "settings/settings.h"
 #include "streams/wire_trace.h"
 
@@ -39,34 +40,45 @@ std::uint16_t network_order(std::uint16_t number) {
                                                       : number;
 }
 
-struct ArrayDelete {
-    void operator()(char* text) const { PEL_array_delete(text); }
-};
+/// The name that a certificate must be for: the one that was asked for, since what a look-up says of others,
+/// a liar could say as well. "" for a dotted address, which is no name.
+std::string name_to_prove(const std::string& host) {
+    if (vqInet_addr(host.c_str()) != kVqNoAddress) return {};
+    return host.ends_with('.') ? host.substr(0, host.size() - 1) : host;
+}
 
 }  // namespace
 
-bool ClientConnection::connect(const _Caldane_String& address, bool secure) {
+/// The text of an address, host:port, and what it means.
+struct ClientConnection::Peer {
+    explicit Peer(std::string_view address) : text(address), host(address.substr(0, address.find(':'))) {
+        if (host.size() == address.size()) return;
+        port = port_in(address.substr(host.size() + 1));
+        if (vqOSstricmp(host.c_str(), "localhost") == 0) host = "127.0.0.1";
+    }
+
+    std::string authority() const {
+        return text.size() > host.size() ? std::string(text) : host + ':' + std::to_string(port);
+    }
+
+    std::string_view text;
+    std::string host;
+    std::uint16_t port = kDefaultPort;
+};
+
+bool ClientConnection::connect(std::string_view address, bool secure, std::string_view tunnel_to) {
     if (connected) return true;
     error_.clear();
-    const std::unique_ptr<char, ArrayDelete> text(static_cast<char*>(PEL_array_new(address.length() + 1)));
-    if (!text) return fail("", "memory has ended");
-    std::memcpy(text.get(), address.view().data(), address.length());
-    text.get()[address.length()] = '\0';
-
-    const char* host = text.get();
-    std::uint16_t port = kDefaultPort;
-    if (char* const colon = std::strchr(text.get(), ':')) {
-        port = port_in(colon + 1);
-        *colon = '\0';
-        if (vqOSstricmp(host, "localhost") == 0) host = "127.0.0.1";
-    }
+    is_refused = false;
+    const Peer next(address);
+    const Peer far_end(tunnel_to);
     if (!SOA::socketResource().acquire()) return fail("", "the process may not open another socket");
     if (vqNetSocket(&socket, kFamilyInternet, kTypeStream, 0) != VQOK) {
         fail("", vqNetErrorText());
         SOA::socketResource().release();
         return false;
     }
-    if (!connect_socket(host, port) || (secure && !start_tls())) {
+    if (!make(next, tunnel_to.empty() ? nullptr : &far_end, secure)) {
         vqNetClose(&socket);
         SOA::socketResource().release();
         return false;
@@ -80,43 +92,75 @@ bool ClientConnection::connect(const _Caldane_String& address, bool secure) {
     return true;
 }
 
-bool ClientConnection::connect_socket(const char* host, std::uint16_t port) {
-    host_text = host;
-    canonical_name.clear();
-    vqAddress address;
-    address.port = network_order(port);
-    address.address = vqInet_addr(host);
-    if (address.address == kVqNoAddress) {
-        vqHostEntry record;
-        vqHostEntry* found = nullptr;
-        if (vqNetIPGetHostByName(host, &found, &record, kHostRecordSize) != VQOK)
-            return fail("the host's name is not known: ", vqNetErrorText());
-        address.address = *found->addresses[0];
-        // The name that was asked for: what the look-up says of others, a liar could say as well.
-        canonical_name = host;
-        if (canonical_name.ends_with('.')) canonical_name.pop_back();
+bool ClientConnection::make(const Peer& next, const Peer* far_end, bool secure) {
+    // One attempt has a time of its own, where that is shorter than the call's.
+    const Clock::time_point of_call = deadline_;
+    if (const double most = setting("SOAP_CONNECT_TIMEOUT").number(); most > 0) {
+        const std::chrono::duration<double> time(most);
+        deadline_ = std::min(deadline_, Clock::now() + std::chrono::duration_cast<Clock::duration>(time));
     }
     socket_is_timed = false;
-    if (!arm_time()) return false;
-    const double most = setting("SOAP_CONNECT_TIMEOUT").number();
-    const bool is_shorter =
-        most > 0 && (!socket_is_timed || deadline_ - Clock::now() > std::chrono::duration<double>(most));
-    if (is_shorter) vqNetSetTimeout(socket, most);
-    if (vqNetConnect(socket, &address, sizeof address) != VQOK) return fail("", vqNetErrorText());
-    if (is_shorter) vqNetSetTimeout(socket, 0);  // what is sent and received sets its own
-    socket_is_timed = socket_is_timed && !is_shorter;
+    const bool reached = connect_socket(next) && (far_end == nullptr || open_tunnel(*far_end));
+    deadline_ = of_call;
+    if (!reached) return false;
+    if (secure) return start_tls((far_end != nullptr ? *far_end : next).host);
+    set_deadline(of_call);  // which takes the attempt's limit from the socket
     return true;
 }
 
-bool ClientConnection::start_tls() {
+/// Asks for the host's address, where it is not one already, for as long as there is time.
+bool ClientConnection::find_address(const std::string& host, std::uint32_t& address) {
+    address = vqInet_addr(host.c_str());
+    if (address != kVqNoAddress) return true;
     double left = 0;
-    if (deadline_ != Clock::time_point::max()) {
-        left = std::chrono::duration<double>(deadline_ - Clock::now()).count();
-        if (left <= 0) return fail("", "time is up");
+    if (!time_left(left)) return false;
+    vqHostEntry record;
+    vqHostEntry* found = nullptr;
+    const int failure = vqNetIPGetHostByName(host.c_str(), &found, &record, kHostRecordSize, left);
+    if (failure == ETIMEDOUT) return fail("", "the look-up of the host's name took too long");
+    if (failure != VQOK) return fail("the host's name is not known: ", vqNetErrorText());
+    address = *found->addresses[0];
+    return true;
+}
+
+bool ClientConnection::connect_socket(const Peer& peer) {
+    vqAddress address;
+    address.port = network_order(peer.port);
+    if (!find_address(peer.host, address.address) || !arm_time()) return false;
+    if (vqNetConnect(socket, &address, sizeof address) != VQOK) return fail("", vqNetErrorText());
+    return true;
+}
+
+bool ClientConnection::open_tunnel(const Peer& far_end) {
+    constexpr int kBlock = 4096;
+    const std::string authority = far_end.authority();
+    const std::string what = "the proxy gave no tunnel to " + authority + ": ";
+    const std::string request = tunnel_request(authority);
+    start_request();
+    const int length = static_cast<int>(request.size());
+    if (send(request.data(), length) < length) return fail(what.c_str(), std::string(error_).c_str());
+    TunnelAnswer answer;
+    TunnelAnswer::State state = TunnelAnswer::State::incomplete;
+    while (state == TunnelAnswer::State::incomplete) {
+        char block[kBlock];
+        const int count = receive(block, kBlock);
+        if (count <= 0) {
+            const std::string reason = error_.empty() ? "it closed the connection" : error_;
+            return fail(what.c_str(), reason.c_str());
+        }
+        state = answer.take({block, static_cast<std::size_t>(count)});
     }
+    is_refused = state == TunnelAnswer::State::refused;
+    return state == TunnelAnswer::State::open || fail(what.c_str(), answer.reason().c_str());
+}
+
+bool ClientConnection::start_tls(const std::string& host) {
+    double left = 0;
+    if (!time_left(left)) return false;
+    host_text = host;  // for as long as the channel
+    const std::string name = name_to_prove(host);
     std::string reason;
-    channel.reset(set_up_tls(socket, host_text.c_str(),
-                             canonical_name.empty() ? nullptr : canonical_name.c_str(), left, reason));
+    channel.reset(set_up_tls(socket, host_text.c_str(), name.empty() ? nullptr : name.c_str(), left, reason));
     if (!channel) return fail("", reason.c_str());
     // The handshake had a limit of its own; from here on that of the call counts.
     vqNetSetTimeout(socket, left);
@@ -144,7 +188,7 @@ void ClientConnection::set_deadline(Clock::time_point when) {
                 ? Clock::duration::zero()
                 : std::clamp<Clock::duration>((when - Clock::now()) / kSlackOfLimit, Clock::duration::zero(),
                                               kTimerSlack);
-    if (connected && socket_is_timed && when == Clock::time_point::max()) {
+    if (socket_is_timed && when == Clock::time_point::max()) {
         vqNetSetTimeout(socket, 0);
         socket_is_timed = false;
     }
@@ -154,11 +198,19 @@ bool ClientConnection::time_is_up() const {
     return deadline_ != Clock::time_point::max() && Clock::now() + slack >= deadline_;
 }
 
+/// The seconds until the deadline, 0 where there is none; false where it has passed.
+bool ClientConnection::time_left(double& seconds) {
+    seconds = 0;
+    if (deadline_ == Clock::time_point::max()) return true;
+    seconds = std::chrono::duration<double>(deadline_ - Clock::now()).count();
+    return seconds > 0 || fail("", "time is up");
+}
+
 /// Lets the socket wait for as long as there is time; false where there is none left.
 bool ClientConnection::arm_time() {
-    if (deadline_ == Clock::time_point::max()) return true;
-    const double left = std::chrono::duration<double>(deadline_ - Clock::now()).count();
-    if (left <= 0) return fail("", "time is up");
+    double left = 0;
+    if (!time_left(left)) return false;
+    if (left == 0) return true;
     vqNetSetTimeout(socket, left);
     socket_is_timed = true;
     return true;

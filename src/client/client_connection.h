@@ -7,6 +7,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "client/secure_setup.h"
 #include "secure/secure_channel.h"
@@ -24,9 +25,13 @@ public:
     ClientConnection(const ClientConnection&) = delete;
     ClientConnection& operator=(const ClientConnection&) = delete;
 
-    /// One attempt at `address` (host:port, port 80 where it has none), with TLS on it if `secure`. On
-    /// failure all is undone and `error` tells why.
-    [[nodiscard]] bool connect(const _Caldane_String& address, bool secure = false);
+    /// One attempt at `address` (host:port, port 80 where it has none), with TLS on it if `secure`. With
+    /// `tunnel_to`, which reads the same, `address` is a proxy that is asked to connect us there, and TLS is
+    /// with the far end. On failure all is undone and `error` tells why.
+    [[nodiscard]] bool connect(std::string_view address, bool secure = false,
+                               std::string_view tunnel_to = {});
+    /// False where the last attempt failed and every other one would.
+    bool may_try_again() const { return !is_refused; }
     void close();
 
     bool is_connected() const { return connected; }
@@ -74,16 +79,23 @@ public:
 private:
     enum class End { open, orderly, broken };
 
-    bool connect_socket(const char* host, std::uint16_t port);
-    bool start_tls();
+    struct Peer;
+
+    bool make(const Peer& next, const Peer* far_end, bool secure);
+    bool connect_socket(const Peer& peer);
+    bool find_address(const std::string& host, std::uint32_t& address);
+    bool open_tunnel(const Peer& far_end);
+    bool start_tls(const std::string& host);
     bool fail(const char* what, const char* reason);
+    bool time_left(double& seconds);
     bool arm_time();
 
-    std::string host_text;       // what was connected to
-    std::string canonical_name;  // "" where the host was a dotted address
+    std::string host_text;  // whom TLS is with
     std::unique_ptr<CSecureChannel, EndClientChannel> channel;
     vqSocket socket = kVqNoSocket;
     bool connected = false;
+
+    bool is_refused = false;
 
     Clock::time_point deadline_ = Clock::time_point::max();
     Clock::duration slack{};

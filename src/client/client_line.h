@@ -54,8 +54,8 @@ private:
     const char* own_property(const _Caldane_String& oper, const char* suffix);
     _Caldane_String quoted_action(const _Caldane_String& oper);
     int prepare_request(const _Caldane_String& path, const _Caldane_String& action);
-    int connect_repeatedly(const _Caldane_String& address);
-    int connect(const _Caldane_String& address);
+    bool connect_repeatedly();
+    bool start_message();
 
     std::int32_t fail_oneway();
     bool read_response(_Caldane_ArgList& args);

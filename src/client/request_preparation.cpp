@@ -54,8 +54,11 @@ int ClientLine::prepare_request(const _Caldane_String& path, const _Caldane_Stri
         diagnosis = kNoMemory;
         return 0;
     }
-    const char* const proxy = SOA::getProperties().get("proxy");
-    if (!connect_repeatedly(proxy != nullptr ? _Caldane_String(proxy) : endpoint)) return 0;
+    if (!connection.is_connected() && !connect_repeatedly()) return 0;
+    if (!start_message()) {
+        diagnosis = kNoMemory;
+        return 0;
+    }
     out_stream.attach(message.get(), connection.handle(), connection.secure_channel());
     in_stream.attach(message.get(), connection.handle(), connection.secure_channel());
     message->SetPath(request_target(path.c_str(), property));
@@ -69,20 +72,25 @@ int ClientLine::prepare_request(const _Caldane_String& path, const _Caldane_Stri
     return 0;
 }
 
-int ClientLine::connect_repeatedly(const _Caldane_String& address) {
+bool ClientLine::connect_repeatedly() {
+    const char* const proxy = SOA::getProperties().get("proxy");
+    const std::string address(proxy != nullptr ? std::string_view(proxy) : endpoint.view());
+    const bool tunnels = proxy != nullptr && setting("SOAP_PROXY_CONNECT").is_set();
+    const std::string_view far_end = tunnels ? endpoint.view() : std::string_view();
     std::string reason;
     const int attempts = static_cast<int>(setting("SOAP_CONNECT_ATTEMPTS").number());
-    for (int attempt = 1;; ++attempt) {
-        if (connect(address)) return 1;
+    int attempt = 1;
+    for (;; ++attempt) {
+        if (connection.connect(address, is_secure, far_end)) return true;
         if (connection.time_is_up()) {
             describe_time();
             diagnosis += " without a connection to ";
-            diagnosis += address.view();
+            diagnosis += address;
             if (!reason.empty()) diagnosis += ": " + reason;
-            return 0;
+            return false;
         }
         reason = connection.error();
-        if (attempt >= attempts) break;
+        if (attempt >= attempts || !connection.may_try_again()) break;
         double pause = kBetweenAttempts;
         if (time_limit > 0) {
             const std::chrono::duration<double> left = connection.deadline() - ClientConnection::Clock::now();
@@ -91,21 +99,19 @@ int ClientLine::connect_repeatedly(const _Caldane_String& address) {
         PEL_Thread::delay(pause);
     }
     diagnosis = "could not connect to ";
-    diagnosis += address.view();
-    diagnosis += " after " + std::to_string(attempts) + (attempts == 1 ? " attempt: " : " attempts: ");
-    diagnosis += reason.empty() ? kNoMemory : reason;
-    return 0;
+    diagnosis += address;
+    diagnosis += " after " + std::to_string(attempt) + (attempt == 1 ? " attempt: " : " attempts: ");
+    diagnosis += reason;
+    return false;
 }
 
-/// One attempt if there is no connection yet; in any case a new message.
-int ClientLine::connect(const _Caldane_String& address) {
-    if (!connection.connect(address, is_secure)) return 0;
+bool ClientLine::start_message() {
     message.reset(new CHttpMessage(HTTP_CLIENT_SIDE));
     if (!message) {
         connection.close();
-        return 0;
+        return false;
     }
     if (SOA::getProperties().get("SOAP_CLIENT_CHUNKING") != nullptr)
         message->AddRequestHeader(kHttpTransferEncoding, kHttpChunked);
-    return 1;
+    return true;
 }

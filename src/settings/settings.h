@@ -28,6 +28,7 @@ inline constexpr Caldane::Setting kTransportSettings[] = {
                             "how many one address may have with a server; 0: no limit"),
     Caldane::Setting::whole("SOAP_MAX_DEPTH", "elements", 5000, 0, 1e6,
                             "how deep elements may be nested that are read; 0: no limit"),
+    Caldane::Setting::flag("SOAP_PROXY_CONNECT", "ask the proxy for a tunnel to the endpoint"),
     Caldane::Setting::number("SOAP_READ_TIMEOUT", "seconds", 30, 0, 1e6,
                              "close a server's connection on which nothing moves for so long; 0: never"),
     Caldane::Setting::whole("SOAP_STREAM_BODY", "bytes", 1 << 20, 0, Caldane::Setting::kNoEnd,

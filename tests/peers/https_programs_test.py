@@ -2,8 +2,10 @@
 """Other people's programs call a secure bank; and the bank's client calls an independent HTTPS server, and refuses
 those that do not prove who they are."""
 import os
+import socket
 import ssl
 import subprocess
+import threading
 import unittest
 import unittest.mock
 
@@ -201,6 +203,38 @@ class TheClient(unittest.TestCase):
                 result = https.call(self.mine, '-Dcall_timeout=2', server.url, 'exists', 'alice')
             server.close()
             self.assertEqual('return=true' in result.out, out != '', result)
+
+    def test_through_a_proxys_tunnel_it_is_the_endpoints_name_that_counts(self):
+        asked = []
+
+        def proxy_for(server):
+            def relay(connection):
+                asked.append(bank.read_request(connection)[:24])
+                with socket.create_connection(('127.0.0.1', server.port)) as onward:
+                    connection.sendall(b'HTTP/1.1 200 Connection established\r\n\r\n')
+                    back = threading.Thread(target=pump, args=(onward, connection), daemon=True)
+                    back.start()
+                    pump(connection, onward)
+                    back.join()
+            return bank.ScriptedServer(relay)
+
+        def pump(source, target):
+            try:
+                while piece := source.recv(65536):
+                    target.sendall(piece)
+                target.shutdown(socket.SHUT_WR)
+            except OSError:
+                pass
+        # Nobody but the proxy knows where far.example is.
+        for certificate, good in ((self.mine.issue('far', '/CN=x', names='DNS:far.example'), True), (self.mine.server, False)):
+            server = https.TlsServer(certificate)
+            proxy = proxy_for(server)
+            result = https.call(self.mine, f'-Dproxy=127.0.0.1:{proxy.port}', '-DSOAP_PROXY_CONNECT',
+                                '-DSOAP_CONNECT_ATTEMPTS=1', 'https://far.example/bank', 'exists', 'alice')
+            self.assertEqual((result.code, 'return=true' in result.out), (0, True) if good else (2, False), result)
+            proxy.close()
+            server.close()
+        self.assertEqual(asked, [b'CONNECT far.example:443 '] * 2)
 
     def test_the_default_protocol_is_that_of_an_unknown_selector_too(self):
         server = https.TlsServer(self.mine.server)

@@ -6,9 +6,15 @@
 #include <vqsys/net.h>
 #include <vqsys/text.h>
 
+#include <atomic>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
+
+#include "support/slow_names.h"
 
 namespace {
 
@@ -82,6 +88,42 @@ TEST(Names, AFailedLookUpTouchesNothingAndHasWords) {
     EXPECT_NE(vqNetIPGetHostByName(nullptr, &result, &record, 20), VQOK);
     EXPECT_NE(vqNetIPGetHostByName("localhost", nullptr, &record, 20), VQOK);
     EXPECT_NE(vqNetIPGetHostByName("localhost", &result, nullptr, 20), VQOK);
+}
+
+int look_up(const std::string& name, double seconds) {
+    vqHostEntry record;
+    vqHostEntry* found = nullptr;
+    const int failure = vqNetIPGetHostByName(name.c_str(), &found, &record, 20, seconds);
+    if (failure != VQOK) return failure;
+    EXPECT_EQ(*found->addresses[0], vqInet_addr("127.0.0.1"));
+    return VQOK;
+}
+
+TEST(Names, ALookUpEndsWithItsTimeAndIsSharedByAllWhoAsk) {
+    constexpr int kMostAtOnce = 32;
+    look_ups_stall = true;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(look_up("one.slow.test", 0.1), ETIMEDOUT);
+    EXPECT_STREQ(vqNetErrorText(), std::strerror(ETIMEDOUT));
+    EXPECT_EQ(look_up("one.slow.test", 0.1), ETIMEDOUT);
+    EXPECT_EQ(slow_look_ups, 1);
+    for (int i = 1; i < kMostAtOnce; ++i) {
+        EXPECT_EQ(look_up(std::to_string(i) + ".slow.test", 1e-3), ETIMEDOUT);
+    }
+    EXPECT_EQ(look_up("none.left.slow.test", 0.1), ETIMEDOUT);
+    EXPECT_LE(slow_look_ups, kMostAtOnce);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    std::atomic<int> good = 0;
+    std::vector<std::thread> waiting;
+    for (const char* name : {"one.slow.test", "one.slow.test", "none.left.slow.test"}) {
+        waiting.emplace_back([&good, name] { good += look_up(name, 20) == VQOK; });
+    }
+    look_ups_stall = false;
+    for (std::thread& thread : waiting) thread.join();
+    EXPECT_EQ(good, 3);
+    EXPECT_EQ(slow_look_ups, kMostAtOnce + 1);
+    EXPECT_EQ(look_up("1.slow.test", 0), VQOK);
+    EXPECT_NE(look_up("no such host", 10), VQOK);
 }
 
 TEST(Text, CaseOfLettersAndOfNothingElseIsDisregarded) {

@@ -13,6 +13,7 @@
 
 #include "support/client_calls.h"
 #include "support/scripted_server.h"
+#include "support/slow_names.h"
 
 namespace {
 
@@ -119,6 +120,74 @@ TEST_F(Connection, IsGivenUpWhenTimeIsUp) {
     EXPECT_EQ(failure.kind, Kind::COMM_FAILURE);
     EXPECT_NE(failure.words.find("timed out after 0.3 s without"), std::string::npos) << failure.words;
     EXPECT_NE(failure.words.find(": Connection refused"), std::string::npos) << failure.words;
+}
+
+TEST_F(Connection, TakesNoMoreTimeToFindAHostThanACallHas) {
+    look_ups_stall = true;
+    const auto start = Clock::now();
+    {
+        const Caldane::CallTimeout limit(0.3);
+        const Failure failure = failure_of(object_at("http://one.slow.test:8080/p"));
+        EXPECT_EQ(failure.kind, Kind::COMM_FAILURE);
+        EXPECT_NE(failure.words.find("timed out after 0.3 s without"), std::string::npos) << failure.words;
+    }
+    const WithProperty attempts("SOAP_CONNECT_ATTEMPTS", "1");
+    const WithProperty time("SOAP_CONNECT_TIMEOUT", "0.2");
+    const Failure failure = failure_of(object_at("http://two.slow.test:8080/p"));
+    EXPECT_NE(failure.words.find("1 attempt: the look-up of the host's name took too long"),
+              std::string::npos)
+        << failure.words;
+    EXPECT_LT(seconds_since(start), 2);
+    look_ups_stall = false;
+    ScriptedServer server(serve_counts);
+    EXPECT_EQ(count(object_at("http://three.slow.test:" + std::to_string(server.port()) + "/p"), 5), 5);
+}
+
+TEST_F(Connection, GoesThroughAProxysTunnel) {
+    std::string asked;
+    ScriptedServer proxy([&asked](ScriptedConnection& client) {
+        asked = client.read_request();
+        client.send_in_pieces("HTTP/1.1 200 Fine\r\nVia: it\r\n\r\n", 7);
+        serve_counts(client);
+    });
+    const WithProperty through("proxy", proxy.address().c_str());
+    const WithProperty tunnel("SOAP_PROXY_CONNECT", "");
+    const _Caldane_Object object = object_at("http://Far.example/p/q");
+    EXPECT_EQ(count(object, 5), 5);
+    EXPECT_EQ(asked, "CONNECT Far.example:80 HTTP/1.1\r\nHost: Far.example:80\r\n\r\n");
+    EXPECT_EQ(count(object, 6), 6);
+    EXPECT_EQ(proxy.connections(), 1);
+}
+
+TEST_F(Connection, IsNotMadeWhereTheProxyGivesNoTunnel) {
+    struct Row {
+        const char* answer;
+        int attempts;
+        const char* words;
+    };
+    constexpr Row kRows[] = {
+        {"HTTP/1.1 407 Who are you\r\n\r\n", 1, "407 Who are you"},
+        {"HTTP/1.1 502 Bad Gateway\r\n\r\n", 2, "502 Bad Gateway"},
+        {"HTTP/1.1 200 OK\r\n", 2, "it closed the connection"},
+        {nullptr, 2, "Connection timed out"},
+    };
+    const WithProperty attempts("SOAP_CONNECT_ATTEMPTS", "2");
+    const WithProperty time("SOAP_CONNECT_TIMEOUT", "0.2");
+    const WithProperty tunnel("SOAP_PROXY_CONNECT", "");
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.words);
+        ScriptedServer proxy([&row](ScriptedConnection& client) {
+            client.read_request();
+            if (row.answer == nullptr) return client.wait_for_end();
+            client.send(row.answer);
+        });
+        const WithProperty through("proxy", proxy.address().c_str());
+        const Failure failure = failure_of(object_at("http://far.example/p"));
+        const std::string words =
+            "the proxy gave no tunnel to far.example:80: " + std::string(row.words) + ";";
+        EXPECT_NE(failure.words.find(words), std::string::npos) << failure.words;
+        EXPECT_EQ(proxy.connections(), row.attempts);
+    }
 }
 
 TEST_F(Connection, NeedsAUnitOfTheSocketResource) {

@@ -16,6 +16,9 @@ inline constexpr std::uint32_t kVqNoAddress = 0xFFFFFFFF;
 [[nodiscard]] int vqNetIPGetHostname(char* buffer, int size);
 
 /// Looks up the IPv4 addresses of `name`, with its canonical name (`name` itself where the system knows
-/// none). Blocks. 0 on success: `record` is filled and `*result` points to it. `size` is the size that
-/// callers tell for the record, at least its 20 bytes of five words.
-[[nodiscard]] int vqNetIPGetHostByName(const char* name, vqHostEntry** result, vqHostEntry* record, int size);
+/// none). Blocks, for at most so many seconds if `seconds` is above 0; the failure is then `ETIMEDOUT`, and
+/// the look-up goes on by itself for whoever asks next. 0 on success: `record` is filled, `*result` points to
+/// it, and what it points to is valid until this thread's next call. `size` is the size that callers tell for
+/// the record, at least its 20 bytes of five words.
+[[nodiscard]] int vqNetIPGetHostByName(const char* name, vqHostEntry** result, vqHostEntry* record, int size,
+                                       double seconds = 0);
