@@ -66,7 +66,7 @@ public:
     virtual int getStreamSizes(int* header, int* trailer);
     virtual void setClientAuthRequired(int flag);
 
-    virtual ~CSecureChannel() = default;
+    virtual ~CSecureChannel();
 
     /// A handshake that takes longer than this many seconds fails; 0 is no limit.
     void limitHandshake(double seconds);

@@ -84,6 +84,11 @@ bool CSecureChannel::make_buffer() {
     return blocking_buffer != nullptr;
 }
 
+/// A session that did not come to stand, or was cut off, has had no goodbye to end its context.
+CSecureChannel::~CSecureChannel() {
+    if (context_open) delete_context();
+}
+
 void CSecureChannel::delete_context() {
     SecurityProvider::table().DeleteSecurityContext(&contextHandle);
     context_open = false;

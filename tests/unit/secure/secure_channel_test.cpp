@@ -28,8 +28,10 @@ protected:
     SecureChannel()
         : credentials(createCredentials(2, 0, "bank.test")), channel(credentials->createChannel(pair.near)) {}
     ~SecureChannel() override {
-        channel->closeServer();
-        channel->closeClient();
+        if (channel) {
+            channel->closeServer();
+            channel->closeClient();
+        }
         channel.reset();
         destroyCredentials(credentials);
         EXPECT_EQ(provider.contexts, 0);
@@ -183,6 +185,14 @@ TEST_F(SecureChannel, DeletesAServersContextThatFailed) {
     EXPECT_EQ(provider.contexts, 0);
     EXPECT_EQ(pair.received(), "alert");
     EXPECT_EQ(printed_by([&] { EXPECT_EQ(channel->closeServer(), 1); }), "");
+
+    // One whose peer leaves in the middle ends with its channel.
+    provider.steps = {{SEC_I_CONTINUE_NEEDED, "more", 0, 0x4000}};
+    ByteQueue out;
+    EXPECT_EQ(channel->stepServerHandshake(kHello, out), TlsState::wants_input);
+    EXPECT_EQ(provider.contexts, 1);
+    channel.reset();
+    EXPECT_EQ(provider.contexts, 0);
 }
 
 TEST_F(SecureChannel, DemandsAClientsCertificateWhereItWasTold) {
