@@ -23,7 +23,9 @@ PublishedAddress PublishedAddress::parse(std::string_view text) {
         refuse_to_publish(text, "the port is not a number from 0 to 65535");
     }
     const auto unfit = [](char c) {
-        return static_cast<unsigned char>(c) <= ' ' || c == '"' || c == '<' || c == '>';
+        // What follows a '#' stays with the caller (RFC 3986 3.5).
+        return static_cast<unsigned char>(c) <= ' ' || c == '"' || c == '<' || c == '>' || c == '#' ||
+               c == 0x7F;
     };
     if (std::any_of(text.begin(), text.end(), unfit))
         refuse_to_publish(text, "it holds characters that no URL may have");

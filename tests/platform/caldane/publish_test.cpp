@@ -92,8 +92,9 @@ TEST_F(Publish, NamesTheAddressAndTheReasonAndMayBeTriedAgain) {
 
 TEST_F(Publish, RefusesWhatIsNoAddress) {
     Shelf shelf;
-    for (const char* address : {"", "host", "host/p", "host:1", "host:/p", "host:x/p", "host:65536/p",
-                                "host:-1/p", "host:1/a b", "host:1/<p>", "a/b:1"}) {
+    for (const char* address :
+         {"", "host", "host/p", "host:1", "host:/p", "host:x/p", "host:65536/p", "host:-1/p", "host:1/a b",
+          "host:1/<p>", "host:1/a#b", "host:1/a\x7F", "a/b:1"}) {
         EXPECT_NE(refusal(shelf, "k", address), "") << address;
     }
 }
