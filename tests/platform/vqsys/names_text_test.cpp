@@ -121,7 +121,7 @@ TEST(Names, ALookUpEndsWithItsTimeAndIsSharedByAllWhoAsk) {
     look_ups_stall = false;
     for (std::thread& thread : waiting) thread.join();
     EXPECT_EQ(good, 3);
-    EXPECT_EQ(slow_look_ups, kMostAtOnce + 1);
+    EXPECT_GT(slow_look_ups, kMostAtOnce) << "whoever waited for its turn";
     EXPECT_EQ(look_up("1.slow.test", 0), VQOK);
     EXPECT_NE(look_up("no such host", 10), VQOK);
 }
