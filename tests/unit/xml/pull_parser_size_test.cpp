@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <chrono>
+#include <ctime>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -94,6 +94,13 @@ const Large kLarge[] = {
 
 constexpr XmlLimits kNoLimits{0, 0};
 
+/// Of this thread, whatever else the machine does meanwhile.
+double processor_seconds() {
+    timespec used{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &used);
+    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) * 1e-9;
+}
+
 class LargeDocument : public testing::TestWithParam<Large> {};
 
 TEST_P(LargeDocument, IsReadInTimeThatGoesWithItsLength) {
@@ -101,14 +108,14 @@ TEST_P(LargeDocument, IsReadInTimeThatGoesWithItsLength) {
     PiecewiseInputStream stream(text, 1 << 20);
     CXmlPullParser parser(&stream, XmlText::one_byte, kNoLimits);
     parser.setProcessNamespaces();
-    const auto begin = std::chrono::steady_clock::now();
+    const double begin = processor_seconds();
     try {
         while (parser.next() != XML_END_DOCUMENT) {
         }
     } catch (const CXmlPullParserException&) {
     }
     EXPECT_EQ(parser.getErrorCode(), GetParam().error);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+    EXPECT_LT(processor_seconds() - begin, 10);
 }
 
 INSTANTIATE_TEST_SUITE_P(Documents, LargeDocument, testing::ValuesIn(kLarge), soap_test::row_name);
