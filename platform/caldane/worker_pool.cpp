@@ -166,7 +166,7 @@ WorkerPool::Task WorkerPool::pop(Worker& worker) {
 
 /// Looks for a task for a moment, without the lock. One worker at a time does: more would only burn time.
 bool WorkerPool::linger(Lock& lock) {
-    if (lingering != 0) return false;
+    if (lingering != 0 || !lingers.is_worth_it()) return false;
     ++lingering;
     lock.unlock();
     const auto end = Clock::now() + kLinger;
@@ -179,6 +179,7 @@ bool WorkerPool::linger(Lock& lock) {
     } while (!found && Clock::now() < end);
     lock.lock();
     --lingering;
+    lingers.looked(found);
     return queued.load(std::memory_order_relaxed) != 0;
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <caldane/dispatcher.h>
+#include <pelthread/spin_judge.h>
 
 /// The threads and the queue behind `Dispatcher`.
 ///
@@ -79,6 +80,7 @@ private:
     std::vector<Worker*> all;
     std::vector<Worker*> sleepers;  // the last to sleep is the first to wake: its caches are warm
     std::size_t lingering = 0;
+    PEL_SpinJudge lingers;
     std::size_t stuck = 0;
     bool stopping = false;
 

@@ -3,6 +3,7 @@
 
 #include <pelthread/memory.h>
 #include <pelthread/mutex.h>
+#include <pelthread/spin_judge.h>
 #include <vqsys/handle.h>
 #include <vqsys/types.h>
 
@@ -13,6 +14,7 @@
 #include "server/connection.h"
 #include "server/deadline_wheel.h"
 #include "server/peer_counts.h"
+#include "server/ready_batch.h"
 #include "server/wait_turn.h"
 
 enum class StreamTurn {
@@ -114,6 +116,10 @@ public:
 
     /// Whose turn it is to wait on the handle.
     WaitTurn& turn() { return turn_; }
+    /// Whether a worker that is done looks for the next connection for a moment.
+    PEL_SpinJudge& linger() { return linger_; }
+    /// What waits for the worker that has the turn.
+    ReadyBatch& batch() { return batch_; }
 
     PEL_Mutex& mutex() { return mutex_; }
     _SOAP_Connection* head() const { return head_; }
@@ -136,6 +142,8 @@ private:
     _SOAP_Connection* tail_ = nullptr;
     PEL_Mutex mutex_;
     WaitTurn turn_;
+    ReadyBatch batch_;
+    PEL_SpinJudge linger_;
     vqHandle handle_ = nullptr;
     CSspiCredentials* credentials = nullptr;
     Slot* slots = nullptr;  ///< by socket number

@@ -128,19 +128,23 @@ struct Found {
     bool loop_is_needed = false;  ///< a listener, or somebody who called the loop
 };
 
-/// Takes what the wait handle has reported: the first connection is the worker's own, others go to the
-/// dispatcher.
+/// Takes what the wait handle has reported: the first connection is the worker's own, and as many more wait
+/// for it as it serves in a moment. Others go to the dispatcher.
 Found take_ready(_SOAP_ConnectionList& list) {
     constexpr int kMost = 64;
     vqSocket ready[kMost];
     Found found;
     const int count = vqHandleReady(list.handle(), ready, kMost);
+    std::size_t room = list.batch().room();
     for (int i = 0; i < count; ++i) {
         _SOAP_Connection* const connection = list.task_begins(ready[i]);
         if (connection == nullptr) {
             found.loop_is_needed = true;
         } else if (found.connection == nullptr) {
             found.connection = connection;
+        } else if (room != 0) {
+            --room;
+            list.batch().put(connection);
         } else {
             Dispatcher::new_task(&serve_connection, connection);
         }
@@ -148,14 +152,24 @@ Found take_ready(_SOAP_ConnectionList& list) {
     return found;
 }
 
-/// Looks for connections that have become ready, for a moment.
+void serve_one(_SOAP_Connection* connection, _SOAP_ConnectionList& list) {
+    const auto begun = std::chrono::steady_clock::now();
+    advance(connection);
+    list.batch().note(std::chrono::steady_clock::now() - begun);
+}
+
+/// Looks for connections that have become ready: for a moment, where that has paid of late.
 Found find_next(_SOAP_ConnectionList& list) {
+    const bool lingers = list.linger().is_worth_it();
     const auto end = std::chrono::steady_clock::now() + kLinger;
     do {
         const int woken = vqBlockFor(list.handle(), 0);
+        if (woken == kVqTimedOut) continue;
+        list.linger().looked(woken == 0);
         if (woken == 0) return take_ready(list);
-        if (woken != kVqTimedOut) return {nullptr, true};
-    } while (Dispatcher::waiting() == 0 && std::chrono::steady_clock::now() < end);
+        return {nullptr, true};
+    } while (lingers && Dispatcher::waiting() == 0 && std::chrono::steady_clock::now() < end);
+    if (lingers) list.linger().looked(false);
     return {};
 }
 
@@ -188,26 +202,38 @@ void expire_connection(_SOAP_Connection* connection) {
     list->task_ends();
 }
 
+void hand_on_batch(_SOAP_ConnectionList& list) {
+    while (_SOAP_Connection* const next = list.batch().take()) Dispatcher::new_task(&serve_connection, next);
+}
+
 void serve_connection(void* argument) {
     auto* connection = static_cast<_SOAP_Connection*>(argument);
     _SOAP_ConnectionList* const list = connection->list;
     std::uint64_t turn = 0;
     for (;;) {
-        advance(connection);
-        if (turn != 0 && !list->turn().look_again(turn)) turn = 0;
-        // What waits in the queue came first.
-        if (Dispatcher::waiting() != 0) break;
-        if (turn == 0) turn = list->turn().try_take();
-        if (turn == 0) break;
-        const Found next = find_next(*list);
-        if (next.loop_is_needed) {
-            list->turn().give_back(turn, true);
+        serve_one(connection, *list);
+        if (turn != 0 && !list->turn().look_again(turn)) {
             turn = 0;
+            hand_on_batch(*list);
         }
-        if (next.connection == nullptr) break;
+        _SOAP_Connection* next = turn != 0 ? list->batch().take() : nullptr;
+        if (next == nullptr) {
+            // What waits in the queue came first.
+            if (Dispatcher::waiting() != 0) break;
+            if (turn == 0) turn = list->turn().try_take();
+            if (turn == 0) break;
+            const Found found = find_next(*list);
+            if (found.loop_is_needed) {
+                list->turn().give_back(turn, true);
+                turn = 0;
+                hand_on_batch(*list);
+            }
+            next = found.connection;
+            if (next == nullptr) break;
+        }
         if (turn != 0) list->turn().serve(turn);
         list->task_ends();  // each connection was counted as a task of its own
-        connection = next.connection;
+        connection = next;
     }
     if (turn != 0) list->turn().give_back(turn, Dispatcher::waiting() == 0);
     list->task_ends();

@@ -23,14 +23,16 @@ void _SOAP_Transport_Server::run() {
         last_sweep = idle_clock();
         bool tasks_begun = false;
         while (server_running == 1) {
-            // Workers that have just got something to do look for more themselves.
-            if (core->turn().take_for_loop(!tasks_begun)) {
+            // Workers that have just got something to do look for more themselves, unless that takes long.
+            if (core->turn().take_for_loop(!tasks_begun || !core->batch().calls_are_short())) {
+                hand_on_batch(*core);
                 tasks_begun = wait_once(longest_wait());
                 core->turn().offer();
             }
             end_overdue();
         }
         core->turn().end();
+        hand_on_batch(*core);
         accept_waiting();
     }
     close_all();

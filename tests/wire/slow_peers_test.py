@@ -124,6 +124,26 @@ class Slow:
             connection.sendall(EXISTS)
             self.assertIn(TRUE, replies(connection, 1))
 
+    def test_a_long_call_holds_up_nobody_that_came_with_it(self):
+        """While calls are short, one worker takes several of those that come together."""
+        sleeps = post('sleep', '<a>700</a>', KEEP)
+        connections = [self.connect() for _ in range(8)]
+        for slow in range(8):
+            for _ in range(100):
+                for connection in connections:
+                    connection.sendall(EXISTS)
+                for connection in connections:
+                    replies(connection, 1)
+            for number, connection in enumerate(connections):
+                connection.sendall(sleeps if number == slow else EXISTS)
+            begin = time.monotonic()
+            for connection in connections[:slow] + connections[slow + 1:]:
+                self.assertIn(TRUE, replies(connection, 1))
+            self.assertLess(time.monotonic() - begin, 0.3)
+            self.assertIn(b'<return>700<', replies(connections[slow], 1))
+        for connection in connections:
+            connection.close()
+
     def test_what_stalls_is_closed_in_time(self):
         for name, sent in (('in the request line', b'POST /ba'), ('in the head', EXISTS[:40]),
                            ('behind the head', EXISTS.split(b'<')[0]), ('in the body', EXISTS[:-20]),

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <pelthread/host.h>
 #include <pelthread/mutex.h>
+#include <pelthread/spin_judge.h>
 #include <pelthread/thread.h>
 #include <pthread.h>
 
@@ -80,6 +81,19 @@ TEST(Host, HasAnAddressThatAPeerCouldCall) {
     EXPECT_NE(address, 0xFFFFFFFFU);
     EXPECT_LT(address >> 28, 0xEU) << "multicast or reserved: in the wrong byte order?";
     EXPECT_EQ(PEL_GetHostID(), address);
+}
+
+TEST(SpinJudge, HasLooksMadeThatFindSomethingAndNowAndThenOneThatMight) {
+    PEL_SpinJudge judge;
+    EXPECT_TRUE(judge.is_worth_it());
+    for (int i = 0; i < 10; ++i) judge.looked(false);
+    int looks = 0;
+    for (int i = 0; i < 1600; ++i) looks += judge.is_worth_it() ? 1 : 0;
+    EXPECT_EQ(looks, 100);
+    judge.looked(true);
+    EXPECT_TRUE(judge.is_worth_it());
+    for (int i = 0; i < 100; ++i) judge.looked(i % 2 == 0);
+    EXPECT_TRUE(!judge.is_worth_it() || !judge.is_worth_it()) << "half of the looks are too few";
 }
 
 }  // namespace
